@@ -1,0 +1,343 @@
+#include "uKwActionBase.h"
+
+#include <fstream>
+#include <sstream>
+#include <typeinfo>
+
+#include <nlohmann/json.hpp>
+
+#include "uKwActionLog.h"
+#include "uKwAssert.h"
+#include "uKwJson.h"
+#include "uKwRegFolders.h"
+#include "uKwStream.h"
+
+namespace {
+
+constexpr std::string_view kUnit = "Classes/uKwActionBase";
+constexpr int kAddChildAssertLine = 399;
+constexpr char kChildActions[] = "ChildActions";
+
+// Skips one action's object (ListBegin, properties, ListEnd) whose kind has no class.
+void SkipActionObject(TKwPropertyReader& reader, int depth);
+
+void SkipChildActions(TKwPropertyReader& reader, int depth) {
+  if (depth > 64) throw EReadError("Invalid stream format: actions nested too deeply");
+  reader.ReadListBegin();
+  int64_t count = reader.ReadInteger();
+  for (int64_t i = 0; i < count && !reader.EndOfList(); ++i) {
+    reader.ReadString();
+    SkipActionObject(reader, depth + 1);
+  }
+  reader.ReadListEnd();
+}
+
+void SkipActionObject(TKwPropertyReader& reader, int depth) {
+  reader.ReadListBegin();
+  while (!reader.EndOfList()) {
+    if (reader.ReadStr() == kChildActions)
+      SkipChildActions(reader, depth);
+    else
+      reader.SkipValue();
+  }
+  reader.ReadListEnd();
+}
+
+}  // namespace
+
+TKwActionBase::TKwActionBase()
+    : AppDataFolder(GetCommonSettingsFolder()),
+      TempFolder(GetTempFolder()),
+      Log(std::make_unique<TKwActionLog>()) {}
+
+TKwActionBase::~TKwActionBase() = default;
+
+void TKwActionBase::Publish(TKwPublisher& p) {
+  p.String("Name", Name);
+  p.String("Caption", Caption);
+  p.String("Description", Description);
+  p.Boolean("Enabled", Enabled, true);
+  p.Enum("ItemType", ItemType);
+  p.Integer("Level", Level);
+}
+
+void TKwActionBase::Assign(const TKwPersistent& source) {
+  if (typeid(source) != typeid(*this)) AssignError(source);
+  TKwPersistent::Assign(source);
+}
+
+// ---------------------------------------------------------------- tree
+
+int TKwActionBase::AddChild(TSourceTargetItem kind) {
+  if (!HasActionClass(kind)) AssertionFailure(kUnit, kAddChildAssertLine);
+  std::unique_ptr<TKwActionBase> child = CreateNewAction(kind);
+  child->ParentControl = ParentControl;
+  child->ParentAction = this;
+  child->ItemType = kind;
+  child->TempFolder = TempFolder;
+  child->GlobalOptions = GlobalOptions;
+  List.push_back(std::move(child));
+  return GetChildCount() - 1;
+}
+
+void TKwActionBase::SetChild(int index, std::unique_ptr<TKwActionBase> action) {
+  action->ParentAction = this;
+  List.at(index) = std::move(action);
+}
+
+void TKwActionBase::CollectSearch(const std::function<bool(TKwActionBase&)>& match) {
+  if (match(*this)) SearchResultList.push_back(this);
+  for (auto& child : List) {
+    child->SearchResultList.clear();
+    child->CollectSearch(match);
+    SearchResultList.insert(SearchResultList.end(), child->SearchResultList.begin(),
+                            child->SearchResultList.end());
+    child->SearchResultList.clear();
+  }
+}
+
+void TKwActionBase::SearchChildren(const std::string& name) {
+  SearchResultList.clear();
+  CollectSearch([&name](TKwActionBase& a) { return a.Name == name; });
+}
+
+void TKwActionBase::SearchChildren(TSourceTargetItem kind) {
+  SearchResultList.clear();
+  CollectSearch([kind](TKwActionBase& a) { return a.ItemType == kind; });
+}
+
+// ---------------------------------------------------------------- run
+
+void TKwActionBase::CopyRunContextTo(TKwActionBase& child) const {
+  child.ParentControl = ParentControl;
+  child.TempFolder = TempFolder;
+  child.GlobalOptions = GlobalOptions;
+  child.OnAbort = OnAbort;
+  child.OnAction = OnAction;
+  child.OnComplete = OnComplete;
+  child.OnFolder = OnFolder;
+  child.OnImageDownload = OnImageDownload;
+  child.OnProgress = OnProgress;
+  child.OnStatus = OnStatus;
+}
+
+void TKwActionBase::BeginExecute() {
+  TriggerStatusEvent(Caption, "Executing");
+  Log->Clear();
+  Log->ActionName = Name + " - " + Caption;
+  Log->ItemType = ItemType;
+}
+
+void TKwActionBase::Execute() {
+  BeginExecute();
+  for (auto& child : List) {
+    if (IsAborted()) break;
+    if (!child->Enabled) continue;
+    TriggerActionEvent(child->Caption, ItemType);
+    CopyRunContextTo(*child);
+    child->Execute();
+  }
+}
+
+void TKwActionBase::ReportNotAvailable() {
+  BeginExecute();
+  std::string text = Caption + " is not available in this build";
+  Log->AddErrorFull(text, "Executing", "", "", "", "", 0);
+  TriggerStatusEvent(Caption, text);
+}
+
+void TKwActionBase::Abort() {
+  Aborted = true;
+  for (auto& child : List) child->Abort();
+  TriggerAbortEvent();
+}
+
+void TKwActionBase::SetRunningStatus(TRunningStatus status) {
+  static constexpr const char* kTexts[] = {
+      "Paused",      "Initializing",         "Initialized", "Processing", "Downloading Images",
+      "Initializing Folders", "Processing Messages", "Aborted", "Finished", "Finished", ""};
+  static_assert(std::size(kTexts) == TRunningStatusCount);
+  RunningStatus = status;
+  if (status == rsMarquee) return;
+  std::string second;
+  if (status == rsExtractCompleted) second = std::to_string(Log->Processed) + " processed";
+  TriggerStatusEvent(kTexts[status], second);
+}
+
+// ---------------------------------------------------------------- persistence
+
+void TKwActionBase::WriteDefinedProperties(TKwPropertyWriter& writer, const std::string& prefix) {
+  if (List.empty() || !prefix.empty()) return;
+  writer.WritePropName(kChildActions);
+  writer.WriteListBegin();
+  writer.WriteInteger(GetChildCount());
+  for (auto& child : List) {
+    writer.WriteString(SourceTargetItemToString(child->ItemType));
+    WriteObject(writer, *child);
+  }
+  writer.WriteListEnd();
+}
+
+bool TKwActionBase::ReadDefinedProperty(std::string_view name, TKwPropertyReader& reader) {
+  if (name != kChildActions) return false;
+  ReadChildActions(reader);
+  return true;
+}
+
+// A child whose kind text names no class is reported and skipped; the others load.
+void TKwActionBase::ReadChildActions(TKwPropertyReader& reader) {
+  reader.ReadListBegin();
+  int64_t count = reader.ReadInteger();
+  for (int64_t i = 0; i < count && !reader.EndOfList(); ++i) {
+    std::string kindText = reader.ReadString();
+    int kind = StringToSourceTargetItem(kindText);
+    if (kind < 0 || !HasActionClass(static_cast<TSourceTargetItem>(kind))) {
+      LoadWarningSink().push_back("Unknown action kind \"" + kindText + "\": child skipped");
+      SkipActionObject(reader, 0);
+      continue;
+    }
+    TKwActionBase& child = GetChild(AddChild(static_cast<TSourceTargetItem>(kind)));
+    ReadObject(reader, child, LoadWarningSink());
+  }
+  reader.ReadListEnd();
+}
+
+std::vector<std::string>& TKwActionBase::LoadWarningSink() {
+  TKwActionBase* root = this;
+  while (root->ParentAction) root = root->ParentAction;
+  return root->FLoadWarnings;
+}
+
+void TKwActionBase::DefinedPropertiesToJson(nlohmann::ordered_json& json) {
+  if (List.empty()) return;
+  nlohmann::ordered_json children = nlohmann::ordered_json::array();
+  for (auto& child : List) {
+    nlohmann::ordered_json c;
+    c["kind"] = SourceTargetItemToString(child->ItemType);
+    PropertiesToJson(*child, c);
+    c.erase("ItemType");
+    children.push_back(std::move(c));
+  }
+  json["children"] = std::move(children);
+}
+
+void TKwActionBase::DefinedPropertiesFromJson(const nlohmann::ordered_json& json,
+                                              std::vector<std::string>& warnings) {
+  auto it = json.find("children");
+  if (it == json.end()) return;
+  if (!it->is_array()) {
+    warnings.push_back("\"children\" must be an array");
+    return;
+  }
+  for (const auto& c : *it) {
+    std::string kindText = c.is_object() && c.contains("kind") && c["kind"].is_string()
+                               ? c["kind"].get<std::string>() : std::string();
+    int kind = StringToSourceTargetItem(kindText);
+    if (kind < 0 || !HasActionClass(static_cast<TSourceTargetItem>(kind))) {
+      warnings.push_back("Unknown action kind \"" + kindText + "\": child skipped");
+      continue;
+    }
+    TKwActionBase& child = GetChild(AddChild(static_cast<TSourceTargetItem>(kind)));
+    PropertiesFromJson(child, c, warnings, {"kind", "children", "ItemType"});
+    child.ItemType = static_cast<TSourceTargetItem>(kind);
+  }
+}
+
+void TKwActionBase::SaveToStream(std::string& stream) {
+  TKwPropertyWriter writer;
+  WriteObject(writer, *this);
+  stream = writer.TakeData();
+}
+
+bool TKwActionBase::LoadFromStream(std::string_view stream, std::string& error) {
+  FLoadWarnings.clear();
+  if (stream.empty() || static_cast<uint8_t>(stream[0]) != vaList) {
+    error = "Not an action stream";
+    return false;
+  }
+  TKwPropertyReader reader(stream);
+  try {
+    ReadObject(reader, *this, FLoadWarnings);
+  } catch (const EReadError& e) {
+    error = std::string(e.what()) + " (at byte " + std::to_string(reader.Position()) + ")";
+    return false;
+  }
+  return true;
+}
+
+std::string TKwActionBase::SaveToString() {
+  std::string stream;
+  SaveToStream(stream);
+  return EncodeBase64Lines(stream);
+}
+
+bool TKwActionBase::LoadFromString(const std::string& text, std::string& error) {
+  std::string stream;
+  if (!DecodeBase64(text, stream)) {
+    error = "Not an action file: the text is not base64";
+    return false;
+  }
+  return LoadFromStream(stream, error);
+}
+
+bool TKwActionBase::SaveToFile(const std::string& fileName, std::string& error) {
+  std::ofstream out(fileName, std::ios::binary | std::ios::trunc);
+  if (!out) {
+    error = "Cannot create file \"" + fileName + "\"";
+    return false;
+  }
+  out << SaveToString();
+  out.close();
+  if (!out) {
+    error = "Cannot write file \"" + fileName + "\"";
+    return false;
+  }
+  return true;
+}
+
+bool TKwActionBase::LoadFromFile(const std::string& fileName, std::string& error) {
+  std::ifstream in(fileName, std::ios::binary);
+  if (!in) {
+    error = "Cannot open file \"" + fileName + "\"";
+    return false;
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  return LoadFromString(text.str(), error);
+}
+
+// ---------------------------------------------------------------- logs and events
+
+void TKwActionBase::SetLog(std::unique_ptr<TKwActionLog> log) { Log = std::move(log); }
+
+void TKwActionBase::TriggerAbortEvent() {
+  if (OnAbort) OnAbort(*this);
+}
+void TKwActionBase::TriggerActionEvent(const std::string& caption, TSourceTargetItem kind) {
+  if (OnAction) OnAction(*this, caption, kind);
+}
+void TKwActionBase::TriggerCompleteEvent() {
+  if (OnComplete) OnComplete(*this);
+}
+void TKwActionBase::TriggerFolderEvent(const std::string& folderName, int index) {
+  if (OnFolder) OnFolder(*this, folderName, index);
+}
+void TKwActionBase::TriggerFolderCompleteEvent() {
+  if (OnFolderComplete) OnFolderComplete(*this);
+}
+void TKwActionBase::TriggerImageDownloadEvent(int position, int total) {
+  if (OnImageDownload) OnImageDownload(*this, position, total);
+}
+void TKwActionBase::TriggerProgressEvent(int position, const std::string& text1,
+                                         const std::string& text2, TRunningStatus status) {
+  if (OnProgress) OnProgress(*this, position, text1, text2, status);
+}
+void TKwActionBase::TriggerStatusEvent(const std::string& text1, const std::string& text2) {
+  if (OnStatus) OnStatus(*this, text1, text2);
+}
+
+void TKwActionBase::LocalFolderCompleteEvent(TKwActionBase&) { TriggerFolderCompleteEvent(); }
+
+void TKwActionBase::LocalImageDownloadEvent(TKwActionBase&, int position, int total) {
+  TriggerImageDownloadEvent(position, total);
+}

@@ -1,0 +1,140 @@
+#include "uKwActionFile.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "uKwJson.h"
+#include "uKwStream.h"
+
+using json = nlohmann::ordered_json;
+
+namespace {
+
+bool LooksLikeJson(const std::string& text) {
+  for (char c : text) {
+    if (c == ' ' || c == '\t' || c == '\r' || c == '\n') continue;
+    return c == '{';
+  }
+  return false;
+}
+
+std::string LowerExtension(const std::string& fileName) {
+  std::string ext = std::filesystem::path(fileName).extension().string();
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return ext;
+}
+
+TKwActionLoadResult Failure(std::string error) {
+  TKwActionLoadResult result;
+  result.Error = std::move(error);
+  return result;
+}
+
+std::unique_ptr<TKwActionBase> CreateRoot(int kind, std::string& error) {
+  if (kind < 0) {
+    error = "Not an action stream: no action kind is stored";
+    return nullptr;
+  }
+  if (!HasActionClass(static_cast<TSourceTargetItem>(kind))) {
+    error = "The stored action kind " + SourceTargetItemToString(static_cast<TSourceTargetItem>(kind)) +
+            " cannot stand in a tree";
+    return nullptr;
+  }
+  return CreateNewAction(static_cast<TSourceTargetItem>(kind));
+}
+
+}  // namespace
+
+int PeekStreamItemType(std::string_view stream) {
+  try {
+    TKwPropertyReader reader(stream);
+    reader.ReadListBegin();
+    while (!reader.EndOfList()) {
+      std::string name = reader.ReadStr();
+      if (name == "ItemType") return StringToSourceTargetItem(reader.ReadIdent());
+      if (name == "ChildActions" || name == "SourceFoldersItems") return -1;  // always last
+      reader.SkipValue();
+    }
+  } catch (const EReadError&) {
+  }
+  return -1;
+}
+
+TKwActionLoadResult LoadActionFromStream(std::string_view stream) {
+  std::string error;
+  if (stream.empty() || static_cast<uint8_t>(stream[0]) != vaList)
+    return Failure("Not an action stream");
+  std::unique_ptr<TKwActionBase> action = CreateRoot(PeekStreamItemType(stream), error);
+  if (!action) return Failure(error);
+  TKwActionLoadResult result;
+  bool loaded = action->LoadFromStream(stream, error);
+  result.Warnings = action->LoadWarnings();
+  if (!loaded) return Failure(error);
+  result.Action = std::move(action);
+  return result;
+}
+
+TKwActionLoadResult LoadActionFromJson(const json& in) {
+  if (!in.is_object()) return Failure("Not an action: a JSON object was expected");
+  auto kindIt = in.find("kind");
+  if (kindIt == in.end() || !kindIt->is_string())
+    return Failure("Not an action: the member \"kind\" is missing");
+  std::string error;
+  int kind = StringToSourceTargetItem(kindIt->get<std::string>());
+  if (kind < 0) return Failure("Unknown action kind \"" + kindIt->get<std::string>() + "\"");
+  std::unique_ptr<TKwActionBase> action = CreateRoot(kind, error);
+  if (!action) return Failure(error);
+  TKwActionLoadResult result;
+  PropertiesFromJson(*action, in, result.Warnings, {"kind", "children", "ItemType"});
+  action->ItemType = static_cast<TSourceTargetItem>(kind);
+  result.Action = std::move(action);
+  return result;
+}
+
+TKwActionLoadResult LoadActionFromText(const std::string& text) {
+  if (LooksLikeJson(text)) {
+    json parsed = json::parse(text, nullptr, false);
+    if (parsed.is_discarded()) return Failure("Not an action: the JSON text is malformed");
+    return LoadActionFromJson(parsed);
+  }
+  std::string stream;
+  if (!DecodeBase64(text, stream)) return Failure("Not an action file: the text is not base64");
+  return LoadActionFromStream(stream);
+}
+
+TKwActionLoadResult LoadActionFromFile(const std::string& fileName) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(fileName, ec))
+    return Failure("\"" + fileName + "\" is a folder, not an action file");
+  std::ifstream in(fileName, std::ios::binary);
+  if (!in) return Failure("Cannot open file \"" + fileName + "\"");
+  std::ostringstream text;
+  text << in.rdbuf();
+  if (in.bad()) return Failure("Cannot read file \"" + fileName + "\"");
+  return LoadActionFromText(text.str());
+}
+
+json ActionToJson(TKwActionBase& action) {
+  json out;
+  out["kind"] = SourceTargetItemToString(action.ItemType);
+  PropertiesToJson(action, out);
+  out.erase("ItemType");
+  return out;
+}
+
+bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error) {
+  if (LowerExtension(fileName) != ".json") return action.SaveToFile(fileName, error);
+  std::ofstream out(fileName, std::ios::binary | std::ios::trunc);
+  if (!out) {
+    error = "Cannot create file \"" + fileName + "\"";
+    return false;
+  }
+  out << ActionToJson(action).dump(2) << "\n";
+  out.close();
+  if (!out) {
+    error = "Cannot write file \"" + fileName + "\"";
+    return false;
+  }
+  return true;
+}

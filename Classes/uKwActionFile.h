@@ -1,0 +1,33 @@
+#pragma once
+// Action trees on disk, whatever their form: the action file (base64 text of the
+// property stream, ".qaf") and the JSON form (".json"). The root's class is found from
+// the stored kind, so a caller need not know what a file holds.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "uKwActionBase.h"
+
+struct TKwActionLoadResult {
+  std::unique_ptr<TKwActionBase> Action;  // null when the file could not be loaded
+  std::string Error;                      // why, when Action is null
+  std::vector<std::string> Warnings;      // properties skipped while loading
+};
+
+// The kind stored in the top level of a property stream, or -1 when none is found.
+int PeekStreamItemType(std::string_view stream);
+
+TKwActionLoadResult LoadActionFromStream(std::string_view stream);
+TKwActionLoadResult LoadActionFromText(const std::string& text);  // base64 or JSON
+TKwActionLoadResult LoadActionFromJson(const nlohmann::ordered_json& json);
+TKwActionLoadResult LoadActionFromFile(const std::string& fileName);
+
+// {"kind": ..., stored properties..., "children": [...]}
+nlohmann::ordered_json ActionToJson(TKwActionBase& action);
+
+// Writes by the extension of `fileName`: ".json" the JSON form, anything else the
+// action file. False with a reason when the file cannot be written.
+bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error);

@@ -1,0 +1,114 @@
+#include "uKwTargets.h"
+
+#include <typeinfo>
+
+void TKwTargetMailFilters::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Object("Filter", *Filter);
+}
+
+void TKwTargetAttachmentsFilter::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Boolean("Enable", Enable);
+  p.Boolean("RemoveAll", RemoveAll);
+  p.Strings("AttachmentsList", AttachmentsList);
+}
+
+void TKwTargetAddressTable::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Strings("AddressesList", AddressesList);
+  p.Strings("DomainsList", DomainsList);
+  p.Boolean("EnableAddressTranslation", EnableAddressTranslation);
+  p.Boolean("EnableDomainsTranslation", EnableDomainsTranslation);
+}
+
+void TKwTargetMailSingleFiles::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Object("Options", *Options);
+}
+
+void TKwTargetMailFolders::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.String("TargetFolder", TargetFolder);
+}
+
+void TKwTargetMailAttachments::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Object("Options", *Options);
+}
+
+void TKwTargetMailSMTP::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Enum("ForwardSubject", ForwardSubject);
+  p.String("From", From);
+  p.Boolean("IncludeMessageAsAttachment", IncludeMessageAsAttachment);
+  p.Boolean("IncludeMessageBody", IncludeMessageBody);
+  p.String("Recipients", Recipients);
+  p.Object("Remote", *Remote);
+  p.String("Subject", Subject);
+  p.Strings("TopPostedBody", TopPostedBody);
+}
+
+void TKwTargetMailIMAP::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Boolean("IncludeImagesInTarget", IncludeImagesInTarget);
+  p.Object("Remote", *Remote);
+  p.Enum("SubFolderStructure", SubFolderStructure);
+  p.String("TargetRootFolder", TargetRootFolder);
+}
+
+void TKwTargetMailMbox::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Boolean("IncludeImagesInTarget", IncludeImagesInTarget);
+  p.Boolean("OneFilePerMailFolder", OneFilePerMailFolder);
+  p.String("TargetFilename", TargetFilename);
+  p.String("TargetFolder", TargetFolder);
+}
+
+void TKwTargetMailEmailParts::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.String("FieldsStr", FieldsStr);
+  p.Enum("FieldDelimiter", FieldDelimiter);
+  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
+  p.String("TargetFilename", TargetFilename);
+  p.Enum("TargetFormat", TargetFormat);
+  p.Boolean("AppendToFile", AppendToFile);
+}
+
+void TKwTargetMailEmailParts::Assign(const TKwPersistent& source) {
+  bool keep = AppendToFile;
+  TKwTargetMailBase::Assign(source);
+  AppendToFile = keep;
+}
+
+void TKwTargetMailColumnarEmailData::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Enum("FieldDelimiter", FieldDelimiter);
+  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
+  p.String("TargetFilename", TargetFilename);
+  p.Enum("TargetFormat", TargetFormat);
+  p.Boolean("AppendToFile", AppendToFile);
+}
+
+void TKwTargetMailColumnarEmailData::Assign(const TKwPersistent& source) {
+  bool keep = AppendToFile;
+  TKwTargetMailBase::Assign(source);
+  AppendToFile = keep;
+}
+
+void TKwTargetMailEDataSendEmail::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.String("Body", Body);
+  p.String("From", From);
+  p.String("Recipient", Recipient);
+  p.String("Subject", Subject);
+  p.Object("Remote", *Remote);
+}
+
+void TKwTargetDB::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.String("ConnectionString", ConnectionString);
+  p.Boolean("CreateTable", CreateTable, true);
+  p.String("SQLCreate", SQLCreate);
+  p.String("TableName", TableName);
+}

@@ -1,0 +1,162 @@
+#pragma once
+// The concrete passes and targets with their published settings. Each kind is its own
+// class; the kinds this build cannot carry out yet keep their settings and report
+// themselves as not available when run.
+
+#include <memory>
+
+#include "uKwFilters.h"
+#include "uKwParameters.h"
+#include "uKwTargetBase.h"
+
+#define KW_TARGET(Name, Base)   \
+  class Name : public Base {    \
+   public:                      \
+    KW_UNAVAILABLE_ACTION(Name) \
+  };
+
+// A kind with published settings of its own: the class body follows the macro.
+#define KW_TARGET_BEGIN(Name, Base) \
+  class Name : public Base {        \
+   public:                          \
+    KW_UNAVAILABLE_ACTION(Name)     \
+    void Publish(TKwPublisher& publisher) override;
+
+// ---------------------------------------------------------------- passes
+
+// The mail filter: its mail options decide between the True and False branches.
+KW_TARGET_BEGIN(TKwTargetMailFilters, TKwTargetMailPassBase)
+  const std::unique_ptr<TKwFilterMailOptions> Filter = std::make_unique<TKwFilterMailOptions>();
+};
+KW_TARGET(TKwTargetMailFiltersSpam, TKwTargetMailFilters)
+KW_TARGET(TKwTargetMailFiltersBounce, TKwTargetMailFilters)
+// Both condition branches (True and False) are this class, told apart by ItemType.
+KW_TARGET(TKwTargetMailFiltersCondition, TKwTargetMailPassBase)
+KW_TARGET(TKwTargetMailEmailDataParser, TKwTargetMailPassBase)
+KW_TARGET(TKwTargetMailEmailDataDBCollect, TKwTargetMailPassBase)
+KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)
+
+KW_TARGET_BEGIN(TKwTargetAttachmentsFilter, TKwTargetMailPassBase)
+  bool Enable = true;
+  bool RemoveAll = false;
+  TStringList AttachmentsList;
+};
+
+KW_TARGET(TKwTargetMailFolder, TKwTargetMailPassBase)
+KW_TARGET(TKwTargetRemotePC, TKwTargetMailPassBase)
+
+KW_TARGET_BEGIN(TKwTargetAddressTable, TKwTargetMailPassBase)
+  TStringList AddressesList;  // old address=new address
+  TStringList DomainsList;    // old domain=new domain
+  bool EnableAddressTranslation = true;
+  bool EnableDomainsTranslation = true;
+};
+
+// ---------------------------------------------------------------- targets
+
+KW_TARGET_BEGIN(TKwTargetMailSingleFiles, TKwTargetMailBase)
+  const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
+};
+KW_TARGET(TKwTargetMailCompilation, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailPrinter, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailDownloadManager, TKwTargetMailBase)
+
+KW_TARGET_BEGIN(TKwTargetMailFolders, TKwTargetMailBase)
+  std::string TargetFolder;
+};
+
+KW_TARGET_BEGIN(TKwTargetMailAttachments, TKwTargetMailBase)
+  const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
+};
+
+KW_TARGET_BEGIN(TKwTargetMailSMTP, TKwTargetMailBase)
+  TSMTPForwardSubject ForwardSubject = sfsForwardPrefixOriginalSubject;
+  std::string From;
+  bool IncludeMessageAsAttachment = false;
+  bool IncludeMessageBody = false;
+  std::string Recipients;
+  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
+  std::string Subject;
+  TStringList TopPostedBody;
+};
+
+KW_TARGET(TKwTargetMailScript, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailExchange, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailOutlook, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailOutlookMapi, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailThunderbird, TKwTargetMailBase)
+
+KW_TARGET_BEGIN(TKwTargetMailIMAP, TKwTargetMailBase)
+  bool IncludeImagesInTarget = false;
+  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
+  TSFSubFolderStructure SubFolderStructure = sfsDontCreateSubFolders;
+  std::string TargetRootFolder;
+};
+KW_TARGET(TKwTargetMailGMail, TKwTargetMailIMAP)
+KW_TARGET(TKwTargetMailOutlookCom, TKwTargetMailIMAP)
+KW_TARGET(TKwTargetMailYahooIMAP, TKwTargetMailIMAP)
+KW_TARGET(TKwTargetMailGmailApi, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailAS3, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailZendesk, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
+
+KW_TARGET_BEGIN(TKwTargetMailMbox, TKwTargetMailBase)
+  bool IncludeImagesInTarget = false;
+  bool OneFilePerMailFolder = false;
+  std::string TargetFilename;
+  std::string TargetFolder;
+};
+
+KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
+KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
+
+// Columnar outputs. AppendToFile persists but is not copied by Assign and not consulted.
+KW_TARGET_BEGIN(TKwTargetMailEmailParts, TKwTargetMailBase)
+  void Assign(const TKwPersistent& source) override;
+  std::string FieldsStr;  // two-digit TColumnField codes in the user's order
+  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
+  std::string OtherFieldDelimiter;  // one character
+  std::string TargetFilename;
+  TFileFormat TargetFormat = ffColExcel;
+  bool AppendToFile = false;
+};
+
+KW_TARGET_BEGIN(TKwTargetMailColumnarEmailData, TKwTargetMailBase)
+  void Assign(const TKwPersistent& source) override;
+  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
+  std::string OtherFieldDelimiter;
+  std::string TargetFilename;
+  TFileFormat TargetFormat = ffColExcel;
+  bool AppendToFile = false;
+};
+
+KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
+  std::string Body, From, Recipient, Subject;  // templates
+  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
+};
+
+KW_TARGET_BEGIN(TKwTargetDB, TKwTargetMailBase)
+  std::string ConnectionString;
+  bool CreateTable = true;
+  std::string SQLCreate;
+  std::string TableName = "MSG";
+};
+
+// ---------------------------------------------------------------- CRM services
+
+// One constructor serves every CRM target.
+KW_TARGET(TKwTargetCrmBase, TKwTargetMailBase)
+KW_TARGET(TKwTargetCrmBatchBook, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmCapsule, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmHighrise, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmInsightly, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmAgile, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmOnePage, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmGetBase, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmPipedrive, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmProsperWorks, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmZoho, TKwTargetCrmBase)
+KW_TARGET(TKwTargetCrmSolve360, TKwTargetCrmBase)
+
+#undef KW_TARGET
+#undef KW_TARGET_BEGIN
