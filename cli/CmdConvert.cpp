@@ -1,0 +1,32 @@
+// quillon convert IN OUT: between the JSON form and the action file, by extension.
+
+#include "Commands.h"
+#include "uKwActionFile.h"
+
+namespace {
+
+int RunConvert(const std::string& in, const std::string& out) {
+  TKwActionLoadResult loaded = LoadActionFromFile(in);
+  if (!loaded.Action) {
+    PrintError(in + ": " + loaded.Error);
+    return kExitUsage;
+  }
+  for (const std::string& warning : loaded.Warnings) PrintError(in + ": warning: " + warning);
+  std::string error;
+  if (!SaveActionToFile(*loaded.Action, out, error)) {
+    PrintError(error);
+    return kExitUsage;
+  }
+  return kExitOk;
+}
+
+}  // namespace
+
+void AddConvertCommand(CLI::App& app, int& status) {
+  auto* cmd = app.add_subcommand("convert", "Convert between .json and .qaf action files (by extension)");
+  auto in = std::make_shared<std::string>();
+  auto out = std::make_shared<std::string>();
+  cmd->add_option("IN", *in, "File to read (.json or .qaf)")->required();
+  cmd->add_option("OUT", *out, "File to write: .json gives the JSON form, anything else an action file")->required();
+  cmd->callback([&status, in, out] { status = RunConvert(*in, *out); });
+}
