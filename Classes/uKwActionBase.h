@@ -81,6 +81,7 @@ class TKwActionBase : public TKwPersistent {
   bool ReadDefinedProperty(std::string_view name, TKwPropertyReader& reader) override;
   void DefinedPropertiesToJson(nlohmann::ordered_json& json) override;
   void DefinedPropertiesFromJson(const nlohmann::ordered_json& json, std::vector<std::string>& warnings) override;
+  bool IsDefinedJsonMember(std::string_view name) const override { return name == "children"; }
 
   // ---- logs
   TKwActionLog& GetLog() { return *Log; }

@@ -90,6 +90,7 @@ void PropertiesFromJson(TKwPersistent& object, const json& in, std::vector<std::
     index.emplace(std::move(entry.Path), std::move(entry.Property));
   for (const auto& [name, value] : in.items()) {
     if (std::find(ignore.begin(), ignore.end(), name) != ignore.end()) continue;
+    if (object.IsDefinedJsonMember(name)) continue;
     auto it = index.find(name);
     if (it == index.end()) {
       warnings.push_back(std::string(object.ClassName()) + ": unknown property " + name + " skipped");

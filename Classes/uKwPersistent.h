@@ -111,6 +111,8 @@ class TKwPersistent {
   // each under the defined property's name (no prefix; only streamed roots define any).
   virtual void DefinedPropertiesToJson(nlohmann::ordered_json& json);
   virtual void DefinedPropertiesFromJson(const nlohmann::ordered_json& json, std::vector<std::string>& warnings);
+  // True for the JSON member names that DefinedPropertiesFromJson takes.
+  virtual bool IsDefinedJsonMember(std::string_view) const { return false; }
 
   std::vector<TKwProperty> PublishedProperties();
 

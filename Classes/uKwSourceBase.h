@@ -23,6 +23,9 @@ class TKwSourceBase : public TKwActionBase {
   bool ReadDefinedProperty(std::string_view name, TKwPropertyReader& reader) override;
   void DefinedPropertiesToJson(nlohmann::ordered_json& json) override;
   void DefinedPropertiesFromJson(const nlohmann::ordered_json& json, std::vector<std::string>& warnings) override;
+  bool IsDefinedJsonMember(std::string_view name) const override {
+    return name == "SourceFoldersItems" || TKwActionBase::IsDefinedJsonMember(name);
+  }
 
   // A new source extracts everything; the desktop shell chooses otherwise per run.
   TFolderProcessType FolderProcessType = fptExtractAll;
