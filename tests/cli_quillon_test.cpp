@@ -1,0 +1,100 @@
+// Black-box runs of the quillon program.
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+#include <sys/wait.h>
+
+#include "TestSupport.h"
+
+namespace {
+
+struct TRun {
+  int Status = -1;
+  std::string Out;  // stdout and stderr together
+};
+
+TRun Quillon(const std::string& args) {
+  TRun run;
+  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>&1";
+  FILE* pipe = popen(command.c_str(), "r");
+  std::array<char, 4096> buffer;
+  while (size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) run.Out.append(buffer.data(), n);
+  int status = pclose(pipe);
+  run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+int CountLines(const std::string& text) {
+  int n = 0;
+  for (char c : text) n += c == '\n';
+  return n;
+}
+
+const char* kTree = R"({"kind": "stiJob", "Name": "Three levels",
+  "children": [{"kind": "stiMailSrcMbox", "SourceOptions.Filename": "in.mbox",
+    "children": [{"kind": "stiMailPasFilter", "Filter.Subject": "invoice",
+      "children": [{"kind": "stiMailPasFilterTrue",
+        "children": [{"kind": "stiMailTarSingleFiles", "Options.TargetFolder": "out"}]}]}]}]})";
+
+class CliTest : public ::testing::Test {
+ protected:
+  TTempHome FHome;
+  std::string Path(const std::string& name) { return (FHome / name).string(); }
+};
+
+}  // namespace
+
+TEST_F(CliTest, KindsListsTheWholeCatalogue) {
+  TRun run = Quillon("kinds");
+  EXPECT_EQ(run.Status, 0);
+  EXPECT_EQ(CountLines(run.Out), 1 + 103);
+  EXPECT_NE(run.Out.find("stiMailPasFilterTrue"), std::string::npos);
+  EXPECT_NE(run.Out.find("Zip DeCompress"), std::string::npos);
+  TRun json = Quillon("kinds --json");
+  EXPECT_EQ(json.Status, 0);
+  EXPECT_NE(json.Out.find("\"implemented\""), std::string::npos);
+}
+
+TEST_F(CliTest, ConvertsJsonToActionFileAndBackUnchanged) {
+  WriteFileText(Path("tree.json"), kTree);
+  ASSERT_EQ(Quillon("convert " + Path("tree.json") + " " + Path("a.qaf")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("a.qaf") + " " + Path("b.json")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("b.json") + " " + Path("c.qaf")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("c.qaf") + " " + Path("d.json")).Status, 0);
+  EXPECT_EQ(ReadFileText(Path("a.qaf")), ReadFileText(Path("c.qaf")));
+  EXPECT_EQ(ReadFileText(Path("b.json")), ReadFileText(Path("d.json")));
+  EXPECT_NE(ReadFileText(Path("b.json")).find("\"Filter.Subject\": \"invoice\""), std::string::npos);
+
+  TRun show = Quillon("show " + Path("a.qaf"));
+  EXPECT_EQ(show.Status, 0);
+  EXPECT_NE(show.Out.find("      [stiMailPasFilterTrue] Filter Condition: True"), std::string::npos);
+  EXPECT_NE(show.Out.find("Options.TargetFolder = \"out\""), std::string::npos);
+}
+
+TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
+  WriteFileText(Path("tree.json"), kTree);
+  TRun run = Quillon("run --quiet " + Path("tree.json"));
+  EXPECT_EQ(run.Status, 1);
+  EXPECT_NE(run.Out.find("Mbox Format is not available in this build"), std::string::npos);
+  EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos);
+}
+
+// ---- error paths
+
+TEST_F(CliTest, BadUsageAndUnloadableFilesExitWithStatusTwo) {
+  EXPECT_EQ(Quillon("").Status, 2);
+  EXPECT_EQ(Quillon("frobnicate").Status, 2);
+  EXPECT_EQ(Quillon("show").Status, 2);
+  TRun missing = Quillon("show " + Path("missing.qaf"));
+  EXPECT_EQ(missing.Status, 2);
+  EXPECT_EQ(CountLines(missing.Out), 1);
+  WriteFileText(Path("notes.txt"), "Dear diary,\nnothing happened.\n");
+  TRun foreign = Quillon("show " + Path("notes.txt"));
+  EXPECT_EQ(foreign.Status, 2);
+  EXPECT_NE(foreign.Out.find("not base64"), std::string::npos);
+  WriteFileText(Path("tree.json"), kTree);
+  EXPECT_EQ(Quillon("convert " + Path("tree.json") + " /nonexistent/dir/x.qaf").Status, 2);
+}
