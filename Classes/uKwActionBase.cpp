@@ -112,7 +112,15 @@ void TKwActionBase::CopyRunContextTo(TKwActionBase& child) const {
   child.ParentControl = ParentControl;
   child.TempFolder = TempFolder;
   child.GlobalOptions = GlobalOptions;
-  child.OnAbort = OnAbort;
+  {
+    TKwAbortHandler handler;
+    {
+      std::lock_guard<std::mutex> own(FAbortHandlerLock);
+      handler = OnAbort;
+    }
+    std::lock_guard<std::mutex> lock(child.FAbortHandlerLock);
+    child.OnAbort = std::move(handler);
+  }
   child.OnAction = OnAction;
   child.OnComplete = OnComplete;
   child.OnFolder = OnFolder;
@@ -311,7 +319,12 @@ bool TKwActionBase::LoadFromFile(const std::string& fileName, std::string& error
 void TKwActionBase::SetLog(std::unique_ptr<TKwActionLog> log) { Log = std::move(log); }
 
 void TKwActionBase::TriggerAbortEvent() {
-  if (OnAbort) OnAbort(*this);
+  TKwAbortHandler handler;
+  {
+    std::lock_guard<std::mutex> lock(FAbortHandlerLock);
+    handler = OnAbort;
+  }
+  if (handler) handler(*this);
 }
 void TKwActionBase::TriggerActionEvent(const std::string& caption, TSourceTargetItem kind) {
   if (OnAction) OnAction(*this, caption, kind);

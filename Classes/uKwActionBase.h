@@ -8,6 +8,7 @@
 // through the Aborted flag.
 
 #include <atomic>
+#include <mutex>
 #include <functional>
 #include <memory>
 #include <string>
@@ -29,6 +30,7 @@ using TKwActionEvent = std::function<void(TKwActionBase& sender, const std::stri
                                           TSourceTargetItem kind)>;
 using TKwFolderEvent = std::function<void(TKwActionBase& sender, const std::string& folderName, int index)>;
 using TKwNotifyEvent = std::function<void(TKwActionBase& sender)>;
+using TKwAbortHandler = TKwNotifyEvent;
 using TKwImageDownloadEvent = std::function<void(TKwActionBase& sender, int position, int total)>;
 
 class TKwActionBase : public TKwPersistent {
@@ -134,6 +136,9 @@ class TKwActionBase : public TKwPersistent {
   void CopyRunContextTo(TKwActionBase& child) const;
 
   std::vector<std::unique_ptr<TKwActionBase>> List;
+  // Abort may run on another thread and raise OnAbort while a parent hands this action
+  // its handlers; this guards OnAbort between the two.
+  mutable std::mutex FAbortHandlerLock;
   std::unique_ptr<TKwActionLog> Log;
   TRunningStatus RunningStatus = rsIdle;
 

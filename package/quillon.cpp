@@ -29,7 +29,7 @@ struct qn_action {
 namespace {
 
 // Kept in step with project(VERSION) in CMakeLists.txt.
-constexpr char kVersion[] = "0.1.0";
+constexpr char kVersion[] = QUILLON_VERSION;
 
 template <class Callback>
 struct TQnCallback {

@@ -55,7 +55,9 @@ TEST_F(TKwActionBaseTest, FactoryGivesEveryKindItsOwnClassCaptionAndKind) {
     EXPECT_EQ(action->ItemType, kind);
     EXPECT_EQ(action->Caption, GetSourceTargetItemCaption(kind));
     EXPECT_TRUE(action->Enabled);
-    if (kind != stiMailPasFilterFalse) EXPECT_TRUE(classNames.insert(action->ClassName()).second) << action->ClassName();
+    if (kind != stiMailPasFilterFalse) {
+      EXPECT_TRUE(classNames.insert(action->ClassName()).second) << action->ClassName();
+    }
   }
   EXPECT_EQ(CreateNewAction(stiMailPasFilterFalse)->ClassName(), "TKwTargetMailFiltersCondition");
   EXPECT_EQ(classNames.size(), 94u);  // 103 kinds, 8 without a class, two sharing one
