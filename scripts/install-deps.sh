@@ -7,7 +7,7 @@ packages=(
   build-essential cmake ninja-build pkg-config clang libclang-rt-14-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libfmt-dev nlohmann-json3-dev libcli11-dev
-  zlib1g-dev libsqlite3-dev uuid-dev
+  zlib1g-dev libsqlite3-dev uuid-dev libgmime-3.0-dev libpcre2-dev
 )
 
 missing=()

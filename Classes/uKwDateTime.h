@@ -1,0 +1,32 @@
+#pragma once
+// TDateTime arithmetic: days since 1899-12-30 00:00 as a double, the fraction being the
+// time of day. Local time is the process's time zone (TZ); GMT conversions go through
+// the C library so that daylight saving applies to the date converted, not to today.
+// Pure functions; safe from any thread.
+
+#include <cstdint>
+
+#include "uKwTypes.h"
+
+constexpr TDateTime kUnixEpochDateTime = 25569.0;  // 1970-01-01
+constexpr double kSecondsPerDay = 86400.0;
+
+struct TKwDateParts {
+  int Year = 1899, Month = 12, Day = 30, Hour = 0, Minute = 0, Second = 0, Millisecond = 0;
+};
+
+// Exact for any date from year 1 to 9999; false and 0 for a date that does not exist.
+bool TryEncodeDateTime(const TKwDateParts& parts, TDateTime& value);
+TDateTime EncodeDateTime(int year, int month, int day, int hour = 0, int minute = 0, int second = 0,
+                         int millisecond = 0);
+// Rounded to the millisecond, as the desktop program decodes.
+TKwDateParts DecodeDateTime(TDateTime value);
+int DayOfWeek(TDateTime value);  // 1 Sunday ... 7 Saturday
+
+TDateTime UnixToDateTime(int64_t seconds);  // no time zone applied
+int64_t DateTimeToUnix(TDateTime value);    // rounded to the second
+
+TDateTime GmtToLocal(TDateTime gmt);
+TDateTime LocalToGmt(TDateTime local);
+TDateTime NowLocal();
+TDateTime NowGmt();
