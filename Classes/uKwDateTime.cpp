@@ -104,8 +104,8 @@ int64_t DateTimeToUnix(TDateTime value) {
 
 TDateTime GmtToLocal(TDateTime gmt) {
   if (gmt == 0) return 0;
-  int64_t unix = DateTimeToUnix(gmt);
-  return gmt + static_cast<double>(LocalOffsetAt(unix)) / kSecondsPerDay;
+  int64_t seconds = DateTimeToUnix(gmt);
+  return gmt + static_cast<double>(LocalOffsetAt(seconds)) / kSecondsPerDay;
 }
 
 TDateTime LocalToGmt(TDateTime local) {
