@@ -318,6 +318,39 @@ bool TKwActionBase::LoadFromFile(const std::string& fileName, std::string& error
 
 void TKwActionBase::SetLog(std::unique_ptr<TKwActionLog> log) { Log = std::move(log); }
 
+namespace {
+
+int DepthInTree(const TKwActionBase& action) {
+  int depth = 0;
+  for (const TKwActionBase* a = action.ParentAction; a; a = a->ParentAction) ++depth;
+  return depth;
+}
+
+void AddLogsBelow(TKwMainLog& mainLog, TKwActionBase& action, int depth) {
+  for (int i = 0; i < action.GetChildCount(); ++i) {
+    TKwActionBase& child = action.GetChild(i);
+    if (!child.Enabled) continue;
+    int index = mainLog.Add();
+    mainLog.SetItem(index, child.GetLog());
+    mainLog.GetItem(index).Level = depth + 1;
+    AddLogsBelow(mainLog, child, depth + 1);
+  }
+}
+
+}  // namespace
+
+void TKwActionBase::AddChildActionsToMainLog(TKwMainLog& mainLog, TKwActionBase& action) {
+  int depth = DepthInTree(action);
+  int index = mainLog.Add();
+  mainLog.SetItem(index, action.GetLog());
+  mainLog.GetItem(index).Level = depth;
+  AddLogsBelow(mainLog, action, depth);
+}
+
+void TKwActionBase::AddChildActionsToMainLog2(TKwMainLog& mainLog, TKwActionBase& action) {
+  AddLogsBelow(mainLog, action, DepthInTree(action));
+}
+
 void TKwActionBase::TriggerAbortEvent() {
   TKwAbortHandler handler;
   {

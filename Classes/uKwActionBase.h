@@ -20,6 +20,7 @@
 class TKwActionBase;
 class TKwActionLog;
 class TKwGlobalOptions;
+class TKwMainLog;
 
 using TKwStatusEvent = std::function<void(TKwActionBase& sender, const std::string& text1,
                                           const std::string& text2)>;
@@ -88,6 +89,14 @@ class TKwActionBase : public TKwPersistent {
   // ---- logs
   TKwActionLog& GetLog() { return *Log; }
   void SetLog(std::unique_ptr<TKwActionLog> log);
+  // Copy the logs of action's subtree into mainLog, parents before children and children
+  // in order, each with Level set to its action's depth in the whole tree (a root is 0).
+  // Disabled actions below `action` are left out with their subtrees: they did not run
+  // (`action` itself is taken whatever its Enabled, as a root runs when started).
+  // The first form starts with action's own log; the second leaves it out and gathers
+  // only what lies below (for a job, whose own log holds nothing of the run).
+  static void AddChildActionsToMainLog(TKwMainLog& mainLog, TKwActionBase& action);
+  static void AddChildActionsToMainLog2(TKwMainLog& mainLog, TKwActionBase& action);
 
   // ---- event raisers (each does nothing without a handler)
   void TriggerAbortEvent();

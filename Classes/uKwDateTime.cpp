@@ -118,6 +118,22 @@ TDateTime LocalToGmt(TDateTime local) {
   return local - static_cast<double>(offset) / kSecondsPerDay;
 }
 
+std::string DateTimeToLocaleString(TDateTime value) {
+  if (value == 0) return "";
+  TKwDateParts p = DecodeDateTime(value);
+  struct tm t {};
+  t.tm_year = p.Year - 1900;
+  t.tm_mon = p.Month - 1;
+  t.tm_mday = p.Day;
+  t.tm_hour = p.Hour;
+  t.tm_min = p.Minute;
+  t.tm_sec = p.Second;
+  t.tm_wday = DayOfWeek(value) - 1;
+  char buffer[128];
+  size_t n = strftime(buffer, sizeof buffer, "%x %X", &t);
+  return std::string(buffer, n);
+}
+
 TDateTime NowGmt() {
   using namespace std::chrono;
   auto ms = duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();

@@ -5,6 +5,7 @@
 // Pure functions; safe from any thread.
 
 #include <cstdint>
+#include <string>
 
 #include "uKwTypes.h"
 
@@ -25,6 +26,9 @@ int DayOfWeek(TDateTime value);  // 1 Sunday ... 7 Saturday
 
 TDateTime UnixToDateTime(int64_t seconds);  // no time zone applied
 int64_t DateTimeToUnix(TDateTime value);    // rounded to the second
+
+// The date in the process locale's short date and long time format ("%x %X"); "" for 0.
+std::string DateTimeToLocaleString(TDateTime value);
 
 TDateTime GmtToLocal(TDateTime gmt);
 TDateTime LocalToGmt(TDateTime local);

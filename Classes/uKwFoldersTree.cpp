@@ -256,6 +256,15 @@ void TKwFoldersTree::PutParentsStr() {
 
 // ---------------------------------------------------------------- paths
 
+namespace {
+// A store's folder may be named "..": on disk that would climb out of the target folder.
+std::string DiskComponent(const std::string& component) {
+  std::string clean = ReplaceInvalidCharactersFilename(component, "_");
+  if (clean.empty() || clean == "." || clean == "..") return "_";
+  return clean;
+}
+}  // namespace
+
 // Resets and recomputes the folder's FolderNameReplacement; returns the name the folder
 // contributes to display paths.
 std::string TKwFoldersTree::ComponentName(TKwFolderInfo& info, bool runTime) const {
@@ -279,7 +288,7 @@ void TKwFoldersTree::BuildNodePaths(TKwFolderNode& node, bool runTime) {
     std::string component = ComponentName(info, runTime);
     if (info.Enabled) {
       path.push_back(component);
-      clean.push_back(ReplaceInvalidCharactersFilename(component, "_"));
+      clean.push_back(DiskComponent(component));
       parents.insert(parents.begin(), component);
     }
     if (!info.FolderNameHD.empty()) {

@@ -40,10 +40,9 @@ std::string BuildUserDefinedEmailFileName(
     std::string_view FromName, std::string_view FromAddress, std::string_view FromDomain,
     std::string_view ToAddress, std::string_view ToDomain, std::string_view Subject,
     std::string_view MessageId, std::string_view SourceFilename, std::string_view PartCodes,
-    TDateTime SubmitDate, TDateTime DeliveryDate, bool HasAttachments,
-    std::string_view Separator, TFileFormat FileFormat, int Counter, std::string_view Var1,
-    std::string_view Var2, std::string_view Var3, std::string_view AttachmentSign,
-    int MaxLength);
+    TDateTime SubmitDate, TDateTime DeliveryDate, bool HasAttachments, std::string_view Separator,
+    TFileFormat FileFormat, int Counter, std::string_view Var1, std::string_view Var2,
+    std::string_view Var3, std::string_view AttachmentSign, int MaxLength);
 
 // The name used when no template is configured:
 //   YYYYMMDD-HHMMSS-(sender)-subject.ext
@@ -63,8 +62,8 @@ bool ParseEmailFilename(std::string_view fileName, std::string& subject, std::st
 // Shortens subject so that before + subject + after fits the limit: maxLength when >= 1,
 // else defaultMaxLength when >= 1, else 260. Empty when before + after alone reach the
 // limit; cut and trimmed of blanks when the three together exceed it.
-std::string TrimSubject(std::string_view before, std::string_view subject,
-                        std::string_view after, int maxLength, int defaultMaxLength);
+std::string TrimSubject(std::string_view before, std::string_view subject, std::string_view after,
+                        int maxLength, int defaultMaxLength);
 // "dir/name.eml", 3 -> "dir/name_3.eml"; unchanged when counter < 1.
 std::string AddCounterToFilename(std::string_view fileName, int counter);
 
@@ -99,7 +98,7 @@ TDateTime UidStringToMessageDateTime(std::string_view text);
 // Whole days after 1970-01-01; 0 for a zero date, 1970-01-01 itself, any date before it
 // and any date more than 65535 days after it.
 uint16_t ShrinkEmailDate(TDateTime date);
-TDateTime ExpandEmailDate(uint16_t days);  // 0 gives 9999-01-01, the value for "no date"
+TDateTime ExpandEmailDate(uint16_t days);         // 0 gives 9999-01-01, the value for "no date"
 std::string MessageDateToString(TDateTime date);  // YYYYMMDD
 std::string MessageTimeToString(TDateTime date);  // HHMMSS
 std::string MessageDateTimeToString(TDateTime date, std::string_view separator);

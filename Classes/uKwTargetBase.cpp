@@ -1,7 +1,104 @@
 #include "uKwTargetBase.h"
 
+#include "uKwActionLog.h"
+#include "uKwFoldersTree.h"
+#include "uKwMailMessage.h"
+#include "uKwVariables.h"
+
+// ---------------------------------------------------------------- TKwTargetBase
+
+TKwTargetBase::TKwTargetBase() : FFolderInfo(std::make_unique<TKwFolderInfo>()) {}
+
+TKwTargetBase::~TKwTargetBase() = default;
+
+void TKwTargetBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call) {
+  for (auto& child : List) {
+    if (IsAborted()) return;
+    if (!child->Enabled) continue;
+    if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
+  }
+}
+
+void TKwTargetBase::InitializeExtractProcess(TKwFoldersTree& folders) {
+  if (!IsAvailable()) {
+    ReportNotAvailable();
+    return;
+  }
+  folders.BuildFoldersPath(true);
+  ForEachChildTarget([&](TKwTargetBase& child) {
+    child.EmailParts = EmailParts;
+    child.Fields = Fields;
+    CopyRunContextTo(child);
+    child.InitializeExtractProcess(folders);
+    TriggerActionEvent(child.Caption, child.ItemType);
+  });
+}
+
+void TKwTargetBase::InitializeFolder(const TKwFolderInfo& folder) {
+  if (!IsAvailable()) return;
+  FFolderList.clear();
+  if (FFolderOpen) FinalizeFolder();
+  FFolderInfo->Assign(folder);
+  FFolderOpen = true;
+  ForEachChildTarget([&](TKwTargetBase& child) { child.InitializeFolder(*FFolderInfo); });
+}
+
+void TKwTargetBase::ProcessMessage(TKwMailMessage&) {}
+
+void TKwTargetBase::FinalizeFolder() {
+  if (!IsAvailable()) return;
+  FFolderOpen = false;
+  FFolderList.clear();
+  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeFolder(); });
+}
+
+void TKwTargetBase::FinalizeExtractProcess() {
+  if (!IsAvailable()) return;
+  if (FFolderOpen) FinalizeFolder();
+  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeExtractProcess(); });
+}
+
+// ---------------------------------------------------------------- TKwTargetMailBase
+
+TKwTargetMailBase::TKwTargetMailBase() : FMailMessage(std::make_unique<TKwMailMessage>()) {}
+
+TKwTargetMailBase::~TKwTargetMailBase() = default;
+
 void TKwTargetMailBase::Publish(TKwPublisher& p) {
   TKwActionBase::Publish(p);
   p.Boolean("DeleteSourceMessage", DeleteSourceMessage);
   p.Boolean("Overwrite", Overwrite);
+}
+
+void TKwTargetMailBase::InitializeExtractProcess(TKwFoldersTree& folders) {
+  TKwTargetBase::InitializeExtractProcess(folders);
+  if (!IsAvailable()) return;
+  FMailMessage->TempFolder = TempFolder;
+  if (!EmailParts) return;
+  EmailParts->Clear();
+  for (int i = 0; i < TColumnFieldCount; ++i) {
+    auto field = static_cast<TColumnField>(i);
+    EmailParts->Add(GetColumnFieldName(field), field, ColumnFieldToVariableType(field));
+  }
+}
+
+void TKwTargetMailBase::ProcessMessage(TKwMailMessage& message) {
+  if (!IsAvailable()) return;
+  FMessageProcessed = true;
+  FSaveStatus = ssOther;
+  FMailMessage->Assign(message);
+  Log->IncProcessed();
+  if (!EmailParts) return;
+  for (int i = 0; i < EmailParts->Count(); ++i) {
+    TKwVariable& variable = EmailParts->Items(i);
+    variable.Value = FMailMessage->ColumnFieldToDataString(variable.ColumnField);
+  }
+}
+
+// ---------------------------------------------------------------- passes
+
+void TKwTargetMailPassBase::ProcessMessage(TKwMailMessage& message) {
+  if (!IsAvailable()) return;
+  TKwTargetMailBase::ProcessMessage(message);
+  ForEachChildTarget([&](TKwTargetBase& child) { child.ProcessMessage(message); });
 }

@@ -1,27 +1,79 @@
 #pragma once
 // Bases of the actions that receive messages from a source: exporters, deliverers and
-// the passes that hand messages on to their own children.
+// the passes that hand messages on to their own children. A source drives five calls
+// (InitializeExtractProcess, InitializeFolder, ProcessMessage, FinalizeFolder,
+// FinalizeExtractProcess) on its direct children; each base propagates them down its
+// subtree in child order, skipping disabled children and stopping once aborted.
+//
+// A target owns its copy of the current folder information and of the current message;
+// it refers to the variables lists that its source owns for the length of a run.
+
+#include <memory>
 
 #include "uKwActionBase.h"
 
+class TKwFolderInfo;
+class TKwFoldersTree;
+class TKwMailMessage;
+class TKwVariablesList;
+
 class TKwTargetBase : public TKwActionBase {
  public:
+  TKwTargetBase();
+  ~TKwTargetBase() override;
   std::string_view ClassName() const override { return "TKwTargetBase"; }
+
+  virtual void InitializeExtractProcess(TKwFoldersTree& folders);
+  virtual void InitializeFolder(const TKwFolderInfo& folder);
+  virtual void ProcessMessage(TKwMailMessage& message);
+  virtual void FinalizeFolder();
+  virtual void FinalizeExtractProcess();
+
+  // The lists a source hands to its direct children for a run; not owned.
+  TKwVariablesList* EmailParts = nullptr;
+  TKwVariablesList* Fields = nullptr;
+
+  TKwFolderInfo& FolderInfo() { return *FFolderInfo; }
+  bool IsFolderOpen() const { return FFolderOpen; }
+
+ protected:
+  // Calls `call` on each enabled child target in order until aborted.
+  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call);
+
+  std::unique_ptr<TKwFolderInfo> FFolderInfo;
+  bool FFolderOpen = false;
+  TStringList FFolderList;  // per-folder bookkeeping of derived targets
 };
 
 class TKwTargetMailBase : public TKwTargetBase {
  public:
+  TKwTargetMailBase();
+  ~TKwTargetMailBase() override;
   std::string_view ClassName() const override { return "TKwTargetMailBase"; }
   void Publish(TKwPublisher& publisher) override;
 
+  void InitializeExtractProcess(TKwFoldersTree& folders) override;
+  // Takes a copy of the message, counts it and fills EmailParts; does not pass it on.
+  void ProcessMessage(TKwMailMessage& message) override;
+
+  TKwMailMessage& MailMessage() { return *FMailMessage; }
+  bool IsMessageProcessed() const { return FMessageProcessed; }
+  TSaveStatus GetSaveStatus() const { return FSaveStatus; }
+
   bool DeleteSourceMessage = false;  // the source may delete a message once this target has it
   bool Overwrite = true;
+
+ protected:
+  std::unique_ptr<TKwMailMessage> FMailMessage;
+  bool FMessageProcessed = false;
+  TSaveStatus FSaveStatus = ssOther;
 };
 
-// A pass hands every message to each of its enabled children.
+// A pass hands every message it receives to each of its enabled children.
 class TKwTargetMailPassBase : public TKwTargetMailBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailPassBase"; }
+  void ProcessMessage(TKwMailMessage& message) override;
 };
 
 class TKwTargetContactsBase : public TKwTargetBase {

@@ -27,10 +27,6 @@ void TKwTargetMailSingleFiles::Publish(TKwPublisher& p) {
   p.Object("Options", *Options);
 }
 
-void TKwTargetMailFolders::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.String("TargetFolder", TargetFolder);
-}
 
 void TKwTargetMailAttachments::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);

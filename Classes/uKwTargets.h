@@ -30,8 +30,12 @@ KW_TARGET_BEGIN(TKwTargetMailFilters, TKwTargetMailPassBase)
 };
 KW_TARGET(TKwTargetMailFiltersSpam, TKwTargetMailFilters)
 KW_TARGET(TKwTargetMailFiltersBounce, TKwTargetMailFilters)
-// Both condition branches (True and False) are this class, told apart by ItemType.
-KW_TARGET(TKwTargetMailFiltersCondition, TKwTargetMailPassBase)
+// Both condition branches (True and False) are this class, told apart by ItemType; a
+// branch hands every message it gets to its children.
+class TKwTargetMailFiltersCondition : public TKwTargetMailPassBase {
+ public:
+  std::string_view ClassName() const override { return "TKwTargetMailFiltersCondition"; }
+};
 KW_TARGET(TKwTargetMailEmailDataParser, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailEmailDataDBCollect, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)
@@ -42,7 +46,6 @@ KW_TARGET_BEGIN(TKwTargetAttachmentsFilter, TKwTargetMailPassBase)
   TStringList AttachmentsList;
 };
 
-KW_TARGET(TKwTargetMailFolder, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetRemotePC, TKwTargetMailPassBase)
 
 KW_TARGET_BEGIN(TKwTargetAddressTable, TKwTargetMailPassBase)
@@ -61,9 +64,6 @@ KW_TARGET(TKwTargetMailCompilation, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailPrinter, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailDownloadManager, TKwTargetMailBase)
 
-KW_TARGET_BEGIN(TKwTargetMailFolders, TKwTargetMailBase)
-  std::string TargetFolder;
-};
 
 KW_TARGET_BEGIN(TKwTargetMailAttachments, TKwTargetMailBase)
   const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();

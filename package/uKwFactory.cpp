@@ -8,6 +8,8 @@
 #include "uKwAssert.h"
 #include "uKwSimpleActions.h"
 #include "uKwSources.h"
+#include "uKwTargetFolders.h"
+#include "uKwTargetMailFolder.h"
 #include "uKwTargets.h"
 
 namespace {

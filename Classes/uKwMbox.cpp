@@ -1,0 +1,472 @@
+#include "uKwMbox.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <system_error>
+
+#include <fmt/format.h>
+
+#include "uKwDateTime.h"
+#include "uKwHeaders.h"
+#include "uKwStreamLineReader.h"
+
+namespace {
+
+constexpr std::string_view kMboxrdSeparator = "From ";
+constexpr std::string_view kEudoraSeparator = "From ???@???";
+// Enough of a body line to tell whether it is a separator of either family.
+constexpr size_t kSeparatorProbeLength = kEudoraSeparator.size();
+constexpr std::string_view kQuotedFrom = ">From ";
+constexpr size_t kWriteBufferSize = size_t{64} << 10;
+
+bool IsBlankLine(std::string_view line) {
+  for (char c : line)
+    if (static_cast<unsigned char>(c) > ' ') return false;
+  return true;
+}
+
+bool StartsWithNoCase(std::string_view text, std::string_view upperPrefix) {
+  if (text.size() < upperPrefix.size()) return false;
+  for (size_t i = 0; i < upperPrefix.size(); ++i) {
+    char c = text[i];
+    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (c != upperPrefix[i]) return false;
+  }
+  return true;
+}
+
+std::string_view TrimLeft(std::string_view text) {
+  size_t i = 0;
+  while (i < text.size() && static_cast<unsigned char>(text[i]) <= ' ') ++i;
+  return text.substr(i);
+}
+
+// The date of a separator line, "Thu Jan  1 08:13:15 2015" (GMT); the Unix epoch for none.
+std::string AsctimeText(TDateTime gmt) {
+  static constexpr std::string_view kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+  static constexpr std::string_view kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                 "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+  const TDateTime date = gmt != 0 ? gmt : kUnixEpochDateTime;
+  const TKwDateParts parts = DecodeDateTime(date);
+  const int day = DayOfWeek(date);
+  if (day < 1 || day > 7 || parts.Month < 1 || parts.Month > 12) return "Thu Jan  1 00:00:00 1970";
+  return fmt::format("{} {} {:2} {:02}:{:02}:{:02} {}", kDays[day - 1], kMonths[parts.Month - 1],
+                     parts.Day, parts.Hour, parts.Minute, parts.Second, parts.Year);
+}
+
+// The header lines of one message as far as its unique id needs them: the headers the id
+// is built from (From, Date, Message-ID) and the Received chain, which stands in for a
+// missing or unreadable Date. Decoding every header of every message would cost more than
+// reading the whole file. Lines are grouped with their continuation lines exactly as the
+// header parser groups them, so the parser sees the same headers either way.
+class TUniqueIdHeaders {
+ public:
+  void Clear() {
+    FKeys.clear();
+    FReceived.clear();
+    FGroup = TGroup::Dropped;
+    FIsFirstLine = true;
+  }
+
+  // line is one non-blank header line.
+  void AddLine(std::string_view line) {
+    const bool isContinuation = !FIsFirstLine && (line.front() == ' ' || line.front() == '\t');
+    FIsFirstLine = false;
+    if (!isContinuation) FGroup = GroupOf(line);
+    std::string* target = FGroup == TGroup::Key ? &FKeys : FGroup == TGroup::Received ? &FReceived : nullptr;
+    if (!target) return;
+    target->append(line);
+    target->append("\r\n");
+  }
+
+  std::string UniqueId(TKwHeaders& parser) {
+    parser.LoadHeadersFromString(FKeys);
+    if (parser.SubmitDate.GmtDate == 0 && !FReceived.empty()) {
+      // A Received group may start with a blank only as the block's first line, while key
+      // groups never do: Received first keeps every group intact.
+      FReceived += FKeys;
+      parser.LoadHeadersFromString(FReceived);
+    }
+    return parser.GetUniqueId();
+  }
+
+ private:
+  enum class TGroup { Dropped, Key, Received };
+
+  static TGroup GroupOf(std::string_view line) {
+    if (StartsWithNoCase(line, "FROM:") || StartsWithNoCase(line, "DATE:") ||
+        StartsWithNoCase(line, "MESSAGE-ID:"))
+      return TGroup::Key;
+    if (StartsWithNoCase(TrimLeft(line), "RECEIVED:")) return TGroup::Received;
+    return TGroup::Dropped;
+  }
+
+  std::string FKeys;
+  std::string FReceived;
+  TGroup FGroup = TGroup::Dropped;
+  bool FIsFirstLine = true;
+};
+
+// One line of a message being cut: a separator line in its place is dropped and the next
+// line read instead (twice at most for Eudora). False when the data ended.
+bool ReadCutLine(TStreamLineReader& reader, TMboxFamily family, std::string_view& line) {
+  bool hasLine = reader.ReadLineView(line);
+  if (IsMboxSeparator(line, family)) {
+    hasLine = reader.ReadLineView(line);
+    if (family == mbfEudora && IsMboxSeparator(line, family)) hasLine = reader.ReadLineView(line);
+  }
+  return hasLine;
+}
+
+}  // namespace
+
+// An append-only file with its own buffer. Owns its descriptor. The first failure is kept
+// and later writes are dropped, so that Close can report it.
+class TKwMboxFileWriter {
+ public:
+  // Raises EKwStreamError when the file cannot be opened or created.
+  TKwMboxFileWriter(const std::string& fileName, bool startWithLineBreak) : FFileName(fileName) {
+    do {
+      FHandle = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    } while (FHandle < 0 && errno == EINTR);
+    if (FHandle < 0)
+      throw EKwStreamError("Cannot open file \"" + fileName + "\" for writing: " +
+                           std::system_category().message(errno));
+    FBuffer.reserve(kWriteBufferSize);
+    // Appending after a last line without a line break would glue our separator to it.
+    if (startWithLineBreak) FBuffer.push_back('\n');
+  }
+
+  ~TKwMboxFileWriter() {
+    if (FHandle < 0) return;
+    Flush();
+    ::close(FHandle);
+  }
+
+  TKwMboxFileWriter(const TKwMboxFileWriter&) = delete;
+  TKwMboxFileWriter& operator=(const TKwMboxFileWriter&) = delete;
+
+  void Write(std::string_view bytes) {
+    if (!FError.empty()) return;
+    FBuffer.append(bytes);
+    if (FBuffer.size() >= kWriteBufferSize) Flush();
+  }
+
+  // "" when every byte reached the file.
+  std::string Close() {
+    Flush();
+    if (::close(FHandle) != 0 && FError.empty()) SetError(errno);
+    FHandle = -1;
+    return FError;
+  }
+
+ private:
+  void Flush() {
+    size_t done = 0;
+    while (FError.empty() && done < FBuffer.size()) {
+      const ssize_t written = ::write(FHandle, FBuffer.data() + done, FBuffer.size() - done);
+      if (written < 0 && errno == EINTR) continue;
+      if (written <= 0) SetError(written < 0 ? errno : EIO);
+      else done += static_cast<size_t>(written);
+    }
+    FBuffer.clear();
+  }
+
+  void SetError(int error) {
+    FError = "Cannot write file \"" + FFileName + "\": " + std::system_category().message(error);
+  }
+
+  int FHandle = -1;
+  std::string FBuffer;
+  std::string FError;
+  std::string FFileName;
+};
+
+bool IsMboxSeparator(std::string_view line, TMboxFamily family) {
+  switch (family) {
+    case mbfMboxrd: return line.starts_with(kMboxrdSeparator);
+    case mbfEudora: return line.starts_with(kEudoraSeparator);
+    case mbfNone: break;
+  }
+  return false;
+}
+
+// ---------------------------------------------------------------- TKwUniqueIdList
+
+std::string_view TKwUniqueIdList::Items(int64_t index) const {
+  const auto i = static_cast<size_t>(index);
+  const size_t begin = i == 0 ? 0 : FEnds.at(i - 1);
+  return std::string_view(FData).substr(begin, FEnds.at(i) - begin);
+}
+
+void TKwUniqueIdList::Add(std::string_view id) {
+  FData.append(id);
+  FEnds.push_back(FData.size());
+  if (FIndexBuilt) InsertIntoIndex(Count() - 1);
+}
+
+void TKwUniqueIdList::Clear() {
+  FData.clear();
+  FEnds.clear();
+  FSlots.clear();
+  FIndexBuilt = false;
+}
+
+void TKwUniqueIdList::BuildIndex() const {
+  size_t slots = 16;
+  while (slots < static_cast<size_t>(Count()) * 2) slots *= 2;
+  FSlots.assign(slots, 0);
+  FIndexBuilt = true;
+  for (int64_t i = 0; i < Count(); ++i) InsertIntoIndex(i);
+}
+
+// Keeps the first position of an id: a later equal id is not entered.
+void TKwUniqueIdList::InsertIntoIndex(int64_t index) const {
+  if (static_cast<size_t>(Count()) * 2 > FSlots.size()) {
+    BuildIndex();  // grows the table and enters every id, this one included
+    return;
+  }
+  const std::string_view id = Items(index);
+  const size_t mask = FSlots.size() - 1;
+  for (size_t slot = std::hash<std::string_view>{}(id) & mask;; slot = (slot + 1) & mask) {
+    if (FSlots[slot] == 0) {
+      FSlots[slot] = index + 1;
+      return;
+    }
+    if (Items(FSlots[slot] - 1) == id) return;
+  }
+}
+
+int64_t TKwUniqueIdList::IndexOf(std::string_view id) const {
+  if (FEnds.empty()) return -1;
+  if (!FIndexBuilt) BuildIndex();
+  const size_t mask = FSlots.size() - 1;
+  for (size_t slot = std::hash<std::string_view>{}(id) & mask; FSlots[slot] != 0;
+       slot = (slot + 1) & mask)
+    if (Items(FSlots[slot] - 1) == id) return FSlots[slot] - 1;
+  return -1;
+}
+
+// ---------------------------------------------------------------- TKwMbox
+
+TKwMbox::TKwMbox(TMboxFamily family) : FFamily(family) {}
+
+TKwMbox::~TKwMbox() = default;
+
+void TKwMbox::Clear() {
+  FUniqueIds.Clear();
+  FOffsets.clear();
+  if (FMode == mbmRead) {
+    FReader.reset();
+    FStream.reset();
+  }
+}
+
+bool TKwMbox::LoadFromFile(const std::string& fileName, TMboxMode mode, std::string& errorText) {
+  Clear();
+  FMode = mode;
+  FFileName = fileName;
+  errorText.clear();
+  FErrorText.clear();
+  try {
+    if (mode == mbmRead) return OpenForReading(std::make_unique<TKwFileStream>(fileName));
+    if (mode == mbmWrite) OpenForWriting();
+    return true;
+  } catch (const std::exception& error) {
+    errorText = error.what();
+    Clear();
+    FReader.reset();
+    FStream.reset();
+    return false;
+  }
+}
+
+bool TKwMbox::LoadFromMemory(std::string_view data, std::string& errorText) {
+  Clear();
+  FMode = mbmRead;
+  FFileName.clear();
+  errorText.clear();
+  FErrorText.clear();
+  try {
+    return OpenForReading(std::make_unique<TKwMemoryStream>(data));
+  } catch (const std::exception& error) {
+    errorText = error.what();
+    Clear();
+    return false;
+  }
+}
+
+bool TKwMbox::OpenForReading(std::unique_ptr<TKwSeekStream> stream) {
+  FStream = std::move(stream);
+  FReader = std::make_unique<TStreamLineReader>(*FStream);
+  IndexMboxFile(*FReader);
+  return true;
+}
+
+void TKwMbox::OpenForWriting() {
+  std::error_code error;
+  bool needsLineBreak = false;
+  if (std::filesystem::exists(FFileName, error)) {
+    TKwFileStream stream(FFileName);
+    TStreamLineReader reader(stream);
+    IndexMboxFile(reader);
+    const int64_t size = stream.Size();
+    const int lastByte = size > 0 ? stream.ByteAt(size - 1) : '\n';
+    needsLineBreak = lastByte != '\n' && lastByte != '\r';
+  }
+  FWriter = std::make_unique<TKwMboxFileWriter>(FFileName, needsLineBreak);
+}
+
+void TKwMbox::IndexMboxFile(TStreamLineReader& reader) {
+  FUniqueIds.Clear();
+  FOffsets.clear();
+  if (FFamily == mbfNone) return;
+  TKwHeaders parser;
+  TUniqueIdHeaders headers;
+  bool inHeaders = false;
+  std::string_view line;
+  while (!reader.EoF()) {
+    const int64_t start = reader.Position();
+    // Body lines are only tested for a separator: their start is all that is kept.
+    reader.ReadLineView(line, inHeaders ? SIZE_MAX : kSeparatorProbeLength);
+    if (IsMboxSeparator(line, FFamily)) {
+      if (FFamily == mbfEudora) reader.ReadLineView(line, 1);
+      FOffsets.push_back(start);
+      headers.Clear();
+      inHeaders = true;
+    } else if (inHeaders) {
+      if (!IsBlankLine(line)) {
+        headers.AddLine(line);
+      } else {
+        inHeaders = false;
+        FUniqueIds.Add(headers.UniqueId(parser));
+      }
+    }
+    if (reader.Position() == start && !reader.EoF()) {
+      FErrorText = fmt::format("NUL byte at offset {}: the mailbox is read up to there", start);
+      break;
+    }
+  }
+}
+
+const TStringList& TKwMbox::GetHeader(int64_t index) {
+  if (index != FLastCut) ReadParts(index);
+  return FHeader;
+}
+
+const TStringList& TKwMbox::GetBody(int64_t index) {
+  if (index != FLastCut) ReadParts(index);
+  return FBody;
+}
+
+void TKwMbox::ReadParts(int64_t index) {
+  FLastCut = index;
+  FHeader.clear();
+  FBody.clear();
+  if (!FReader) {
+    FErrorText = fmt::format("Message {} cannot be read: the mailbox is not open for reading", index);
+    return;
+  }
+  if (index < 0 || index >= Count()) {
+    FErrorText = fmt::format("Message {} does not exist: the mailbox holds {} messages", index, Count());
+    return;
+  }
+  try {
+    const auto next = static_cast<size_t>(index) + 1;
+    CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size());
+  } catch (const std::exception& error) {
+    FErrorText = error.what();
+  }
+}
+
+void TKwMbox::CutLines(int64_t index, int64_t end) {
+  TStreamLineReader& reader = *FReader;
+  reader.SetPosition(FOffsets[static_cast<size_t>(index)]);
+  bool inHeaders = true;
+  std::string_view line;
+  while (reader.Position() < end) {
+    const int64_t start = reader.Position();
+    if (!ReadCutLine(reader, FFamily, line)) {
+      if (reader.Position() < end)
+        FErrorText = fmt::format("Message {} ends early: the file is shorter than when it was indexed", index);
+      return;
+    }
+    if (reader.Position() == start) {
+      FErrorText = fmt::format("Message {} holds a NUL byte at offset {}: it is cut there", index, start);
+      return;
+    }
+    if (inHeaders) {
+      if (!IsBlankLine(line)) FHeader.emplace_back(line);
+      else inHeaders = false;
+    } else {
+      if (line.starts_with(kQuotedFrom)) line.remove_prefix(1);
+      FBody.emplace_back(line);
+    }
+  }
+}
+
+// ---------------------------------------------------------------- writing
+
+void TKwMbox::AddStrings(const TStringList& lines) {
+  if (!FWriter) {
+    FErrorText = "Lines cannot be added: the mailbox is not open for writing";
+    return;
+  }
+  for (const std::string& line : lines) {
+    FWriter->Write(line);
+    FWriter->Write("\n");
+  }
+}
+
+void TKwMbox::WriteMessageLine(std::string_view line) {
+  if (line.starts_with(kMboxrdSeparator)) FWriter->Write(">");
+  FWriter->Write(line);
+  FWriter->Write("\n");
+}
+
+void TKwMbox::AddMessage(const TStringList& lines, std::string_view sender, TDateTime gmtDate) {
+  if (!FWriter) {
+    FErrorText = "A message cannot be added: the mailbox is not open for writing";
+    return;
+  }
+  size_t first = 0;
+  if (!lines.empty() && IsMboxSeparator(lines[0], FFamily == mbfEudora ? mbfEudora : mbfMboxrd) &&
+      lines[0].find_first_of("\r\n") == std::string::npos) {
+    FWriter->Write(lines[0]);
+    first = 1;
+  } else if (FFamily == mbfEudora) {
+    FWriter->Write(fmt::format("{} {}", kEudoraSeparator, AsctimeText(gmtDate)));
+  } else {
+    FWriter->Write(fmt::format("{}{} {}", kMboxrdSeparator, sender.empty() ? "MAILER-DAEMON" : sender,
+                               AsctimeText(gmtDate)));
+  }
+  FWriter->Write("\n");
+  bool endsWithEmptyLine = false;
+  for (size_t i = first; i < lines.size(); ++i) {
+    // A string that holds line breaks is written as the lines it holds; a line break at
+    // its end only ends its last line.
+    std::string_view rest = lines[i];
+    do {
+      const size_t lineEnd = rest.find_first_of("\r\n");
+      const std::string_view piece = rest.substr(0, lineEnd);
+      WriteMessageLine(piece);
+      endsWithEmptyLine = piece.empty();
+      if (lineEnd == std::string_view::npos) break;
+      const bool isCrLf = rest[lineEnd] == '\r' && lineEnd + 1 < rest.size() && rest[lineEnd + 1] == '\n';
+      rest.remove_prefix(lineEnd + (isCrLf ? 2 : 1));
+    } while (!rest.empty());
+  }
+  if (!endsWithEmptyLine) FWriter->Write("\n");
+}
+
+bool TKwMbox::Save() {
+  FErrorText.clear();
+  if (FMode != mbmWrite || !FWriter) return true;
+  FErrorText = FWriter->Close();
+  FWriter.reset();
+  return FErrorText.empty();
+}

@@ -1,0 +1,142 @@
+#pragma once
+// TKwMbox: an mbox file in one of two separator dialects. Opened for reading it indexes
+// the file once (the offset of each message's separator line and each message's unique
+// id) and then cuts out any message by its number, one message in memory at a time.
+// Opened for writing it indexes the existing file for its unique ids and appends
+// messages at its end, UTF-8 bytes as given, LF line ends, never a byte-order mark.
+//
+// Owns its file, line reader, writer and lists; used from one thread. Failures are
+// returned as false plus a text (LoadFromFile, Save) or left in ErrorText (cuts, writes);
+// nothing here throws.
+//
+// Kept on purpose, because readers of files written earlier depend on them:
+// - the unique-id list and the offset list drift apart when a message's header block
+//   runs into the next separator without a blank line (that message gets no id);
+// - a cut keeps its result under its number across Clear and LoadFromFile, so asking
+//   for the same number after opening another file gives the earlier file's lists;
+// - reading strips exactly one ">" from a body line that starts with ">From " and keeps
+//   ">>From " lines as they are; writing therefore quotes only lines that start with
+//   "From ", which reading restores; a line that was ">From " before writing reads back
+//   as "From ".
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "uKwEnum.h"
+#include "uKwPersistent.h"
+#include "uKwTypes.h"
+
+class TKwSeekStream;
+class TStreamLineReader;
+class TKwMboxFileWriter;
+
+// persisted: never reorder (stored as ordinals)
+#define KW_MBOX_MODE(X) X(mbmRead) X(mbmWrite) X(mbmUndefined)
+KW_ENUM(TMboxMode, KW_MBOX_MODE);
+static_assert(TMboxModeCount == 3);
+
+// persisted: never reorder (stored as ordinals)
+#define KW_MBOX_FAMILY(X) X(mbfNone) X(mbfMboxrd) X(mbfEudora)
+KW_ENUM(TMboxFamily, KW_MBOX_FAMILY);
+static_assert(TMboxFamilyCount == 3);
+
+// True when line begins a message in family: "From " (mbfMboxrd) or "From ???@???"
+// (mbfEudora), at its first byte, case-sensitive; never for mbfNone.
+bool IsMboxSeparator(std::string_view line, TMboxFamily family);
+
+// Unique ids in file order, held compactly (one byte string, one end offset per id).
+// The hash index that serves IndexOf is built on the first lookup, so a reader that never
+// looks up pays nothing for it.
+class TKwUniqueIdList {
+ public:
+  int64_t Count() const { return static_cast<int64_t>(FEnds.size()); }
+  std::string_view Items(int64_t index) const;
+  void Add(std::string_view id);
+  // The first position of id, -1 when absent.
+  int64_t IndexOf(std::string_view id) const;
+  void Clear();
+
+ private:
+  void BuildIndex() const;
+  void InsertIntoIndex(int64_t index) const;
+  std::string FData;
+  std::vector<uint64_t> FEnds;
+  mutable std::vector<int64_t> FSlots;  // index + 1 per used slot, 0 when free
+  mutable bool FIndexBuilt = false;
+};
+
+class TKwMbox {
+ public:
+  explicit TKwMbox(TMboxFamily family);
+  ~TKwMbox();
+  TKwMbox(const TKwMbox&) = delete;
+  TKwMbox& operator=(const TKwMbox&) = delete;
+
+  // Clear, then open fileName in mode: mbmRead opens and indexes it and keeps it open for
+  // cuts; mbmWrite indexes it when it exists and opens it for appending (creating it when
+  // missing); mbmUndefined opens nothing. False with errorText when the file cannot be
+  // opened, read or created. A NUL byte stops indexing there (what lies before it is
+  // indexed; ErrorText says where).
+  bool LoadFromFile(const std::string& fileName, TMboxMode mode, std::string& errorText);
+  // Reading over bytes in memory (mode mbmRead, no file name); data must outlive the
+  // object's use of it.
+  bool LoadFromMemory(std::string_view data, std::string& errorText);
+
+  int64_t Count() const { return static_cast<int64_t>(FOffsets.size()); }
+  int64_t GetCount() const { return Count(); }
+  // The header lines and body lines of message index (0-based). The lists belong to this
+  // object and are overwritten by the next cut. An index outside the file, a mailbox not
+  // open for reading or a read failure give what could be cut (possibly nothing) and a
+  // text in ErrorText.
+  const TStringList& GetHeader(int64_t index);
+  const TStringList& GetBody(int64_t index);
+
+  // The first position of uniqueId in the unique-id list, -1 when absent.
+  int64_t IndexOf(std::string_view uniqueId) const { return FUniqueIds.IndexOf(uniqueId); }
+  void AddUniqueId(std::string_view uniqueId) { FUniqueIds.Add(uniqueId); }
+
+  // Writes each string as one line, as it is (mbmWrite).
+  void AddStrings(const TStringList& lines);
+  // Writes one message: a separator line (lines[0] when it already is one of this family,
+  // else one made of sender, "MAILER-DAEMON" when empty, and gmtDate), the lines with
+  // "From " quoted as ">From ", and an empty line unless the message ends with one. Strings
+  // holding line breaks are written as several lines.
+  void AddMessage(const TStringList& lines, std::string_view sender, TDateTime gmtDate);
+  // Clears ErrorText; in write mode flushes and closes the file. False with ErrorText when
+  // some write since the opening failed.
+  bool Save();
+  // Empties both lists; in read mode also closes the file. An open writer stays open.
+  void Clear();
+
+  TMboxFamily Family() const { return FFamily; }
+  TMboxMode Mode() const { return FMode; }
+  const std::string& FileName() const { return FFileName; }
+  const std::string& ErrorText() const { return FErrorText; }
+  // The stream position of each message's separator line, in file order.
+  const std::vector<int64_t>& Offsets() const { return FOffsets; }
+  const TKwUniqueIdList& UniqueIds() const { return FUniqueIds; }
+
+ private:
+  bool OpenForReading(std::unique_ptr<TKwSeekStream> stream);
+  void OpenForWriting();
+  void IndexMboxFile(TStreamLineReader& reader);
+  void ReadParts(int64_t index);
+  void CutLines(int64_t index, int64_t end);
+  void WriteMessageLine(std::string_view line);
+
+  TStringList FHeader;
+  TStringList FBody;
+  std::string FErrorText;
+  TKwUniqueIdList FUniqueIds;
+  std::vector<int64_t> FOffsets;
+  int64_t FLastCut = -1;
+  TMboxMode FMode = mbmUndefined;
+  std::string FFileName;
+  std::unique_ptr<TKwMboxFileWriter> FWriter;
+  std::unique_ptr<TKwSeekStream> FStream;
+  std::unique_ptr<TStreamLineReader> FReader;
+  const TMboxFamily FFamily;
+};
