@@ -24,6 +24,10 @@ void TKwTargetBase::InitializeExtractProcess(TKwFoldersTree& folders) {
     ReportNotAvailable();
     return;
   }
+  // Targets are not executed in a source run: their log starts with the run here.
+  Log->Clear();
+  Log->ActionName = Name + " - " + Caption;
+  Log->ItemType = ItemType;
   folders.BuildFoldersPath(true);
   ForEachChildTarget([&](TKwTargetBase& child) {
     child.EmailParts = EmailParts;

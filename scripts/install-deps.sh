@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libfmt-dev nlohmann-json3-dev libcli11-dev
   zlib1g-dev libsqlite3-dev uuid-dev libgmime-3.0-dev libpcre2-dev
+  libarchive-dev libssl-dev
 )
 
 missing=()

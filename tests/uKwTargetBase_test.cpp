@@ -84,7 +84,9 @@ class TKwTargetBaseTest : public ::testing::Test {
   TRecordingTarget& AddRecorder(TKwActionBase& parent, const std::string& name) {
     auto recorder = std::make_unique<TRecordingTarget>(FJournal);
     recorder->Name = name;
-    parent.AddChild(stiMailTarMbox);  // a slot, replaced by the recorder
+    parent.AddChild(stiMailTarSingleFiles);  // a slot, replaced by the recorder
+    recorder->Caption = parent.GetChild(parent.GetChildCount() - 1).Caption;
+    recorder->ItemType = stiMailTarSingleFiles;
     auto& ref = *recorder;
     parent.SetChild(parent.GetChildCount() - 1, std::move(recorder));
     return ref;
@@ -195,4 +197,38 @@ TEST_F(TKwTargetBaseTest, TargetsThisBuildCannotRunReportOnceAndIgnoreMessages) 
   ASSERT_EQ(log.ErrorsCount(), 1);
   EXPECT_EQ(log.GetError(0).Error, "Batch Printer is not available in this build");
   EXPECT_EQ(log.Processed, 0);
+}
+
+TEST_F(TKwTargetBaseTest, ASmallRunRendersItsReportWithCountersFoldersErrorsAndStatuses) {
+  auto job = CreateNewAction(stiJob);
+  job->Name = "Small run";
+  TKwActionBase& sourceSlot = job->GetChild(job->AddChild(stiMailSrcMbox));
+  sourceSlot.Name = "Mailbox";
+  auto& pass = static_cast<TKwTargetMailFolder&>(sourceSlot.GetChild(sourceSlot.AddChild(stiMailPasTargetsFolder)));
+  pass.Name = "Both";
+  TRecordingTarget& a = AddRecorder(pass, "A");
+  AddRecorder(pass, "B");
+  TFakeSource source;
+  source.Run(pass, {"one", "two"});
+  a.GetLog().FoldersList = {"Inbox: /out/Inbox", "Sent: /out/Sent"};
+  a.GetLog().IncSaved();
+  a.GetLog().AddMessageStatusFull(ssSaved, "ann@example.org", "one", 0);
+  a.GetLog().AddErrorFull("Disk full", "Saving", "/out/Sent/two.eml", "Sent", "ann@example.org", "two", 0);
+
+  TKwMainLog mainLog;
+  mainLog.JobName = job->Name;
+  TKwActionBase::AddChildActionsToMainLog(mainLog, *job);
+  TStringList report;
+  mainLog.GenerateReport(report);
+  std::string text;
+  for (const std::string& line : report) {
+    EXPECT_LE(line.size(), 80u) << line;
+    text += line + "\n";
+  }
+  for (const char* expected : {"Job: Small run", "Action: Both - Folder (Pass)", "Action: A - Local Files",
+                               "Processed: 4 - Errors: 1", "Inbox: /out/Inbox", "Disk full",
+                               "/out/Sent/two.eml", "Saved"})
+    EXPECT_NE(text.find(expected), std::string::npos) << expected << "\n" << text;
+  EXPECT_EQ(mainLog.TotalProcessed(), 12);
+  EXPECT_EQ(mainLog.TotalErrors(), 1);
 }
