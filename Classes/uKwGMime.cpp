@@ -1,11 +1,11 @@
 #include "uKwGMime.h"
 
+#include <gmime/gmime.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
-
-#include <gmime/gmime.h>
 
 #include "uKwDateTime.h"
 
@@ -106,7 +106,8 @@ std::string EncodeWholePhrase(std::string_view utf8) {
       if (end + length - pos > 45) break;
       end += length;
     }
-    TGCharPtr base64(g_base64_encode(reinterpret_cast<const guchar*>(utf8.data() + pos), end - pos));
+    TGCharPtr base64(
+        g_base64_encode(reinterpret_cast<const guchar*>(utf8.data() + pos), end - pos));
     if (!phrase.empty()) phrase += ' ';
     phrase += "=?utf-8?b?" + std::string(base64.get()) + "?=";
     pos = end;
@@ -190,10 +191,9 @@ std::string UnfoldHeader(std::string_view rawHeader) {
   size_t first = 0, last = rawHeader.size();
   while (first < last && isBlank(rawHeader[first])) ++first;
   while (last > first && isBlank(rawHeader[last - 1])) --last;
-  std::string unfolded;
-  unfolded.reserve(last - first);
-  for (size_t i = first; i < last; ++i)
-    if (rawHeader[i] != '\r' && rawHeader[i] != '\n') unfolded.push_back(rawHeader[i]);
+  std::string unfolded(rawHeader.substr(first, last - first));
+  const auto isLineBreak = [](char c) { return c == '\r' || c == '\n'; };
+  if (std::any_of(unfolded.begin(), unfolded.end(), isLineBreak)) std::erase_if(unfolded, isLineBreak);
   return unfolded;
 }
 
@@ -268,4 +268,272 @@ std::string RepairUtf8AsLatin1(std::string_view bytes) {
     }
   }
   return out;
+}
+
+// ---------------------------------------------------------------- MIME tree
+
+namespace {
+
+std::string ToLowerAscii(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return lower;
+}
+
+std::string TrimBlanks(std::string_view text) {
+  const auto isBlank = [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; };
+  size_t first = 0, last = text.size();
+  while (first < last && isBlank(text[first])) ++first;
+  while (last > first && isBlank(text[last - 1])) --last;
+  return std::string(text.substr(first, last - first));
+}
+
+std::string CopyOrEmpty(const char* text) { return text ? std::string(text) : std::string(); }
+
+// Whatever GMime wrote into a memory stream, as bytes.
+std::string TakeStreamBytes(GMimeStream* stream) {
+  GByteArray* array = g_mime_stream_mem_get_byte_array(GMIME_STREAM_MEM(stream));
+  if (!array || array->len == 0) return {};
+  return std::string(reinterpret_cast<const char*>(array->data), array->len);
+}
+
+GMimeMessage* ParseMessage(std::string_view text) {
+  TGObjectPtr<GMimeStream> stream(g_mime_stream_mem_new_with_buffer(text.data(), text.size()));
+  TGObjectPtr<GMimeParser> parser(g_mime_parser_new_with_stream(stream.get()));
+  g_mime_parser_set_format(parser.get(), GMIME_FORMAT_MESSAGE);
+  return g_mime_parser_construct_message(parser.get(), ThreadParserOptions({}));
+}
+
+// Text after an mbox separator line, or the text itself.
+std::string_view SkipMboxSeparator(std::string_view text) {
+  if (text.substr(0, 5) != "From ") return text;
+  const size_t end = text.find('\n');
+  return end == std::string_view::npos ? std::string_view() : text.substr(end + 1);
+}
+
+GMimeFormatOptions* ThreadFormatOptions() {
+  thread_local TGMimeFormatOptionsPtr options;
+  if (!options) {
+    options.reset(g_mime_format_options_new());
+    g_mime_format_options_set_newline_format(options.get(), GMIME_NEWLINE_FORMAT_DOS);
+  }
+  return options.get();
+}
+
+}  // namespace
+
+TKwMimeMessage::TKwMimeMessage(std::string_view text) {
+  EnsureGMimeInitialized();
+  const std::string_view body = SkipMboxSeparator(text);
+  FMessage.reset(ParseMessage(body));
+  if (!FMessage || !g_mime_message_get_mime_part(FMessage.get())) {
+    // No header block GMime accepts: the whole text is the body of a header-less message.
+    std::string headerless;
+    headerless.reserve(body.size() + 2);
+    headerless.append("\r\n").append(body);
+    FMessage.reset(ParseMessage(headerless));
+  }
+}
+
+TKwMimeMessage::~TKwMimeMessage() = default;
+
+TKwMimePart TKwMimeMessage::Root() const {
+  if (!FMessage) return TKwMimePart();
+  return TKwMimePart(g_mime_message_get_mime_part(FMessage.get()));
+}
+
+bool TKwMimePart::IsMultipart() const { return FObject && GMIME_IS_MULTIPART(FObject); }
+
+bool TKwMimePart::IsMessage() const { return FObject && GMIME_IS_MESSAGE_PART(FObject); }
+
+std::string TKwMimePart::ContentType() const {
+  if (!FObject || !g_mime_object_get_header(FObject, "Content-Type")) return {};
+  GMimeContentType* type = g_mime_object_get_content_type(FObject);
+  if (!type) return {};
+  return ToLowerAscii(CopyOrEmpty(g_mime_content_type_get_media_type(type)) + "/" +
+                      CopyOrEmpty(g_mime_content_type_get_media_subtype(type)));
+}
+
+std::string TKwMimePart::ContentTypeAttributes() const {
+  if (!FObject) return {};
+  GMimeHeader* header =
+      g_mime_header_list_get_header(g_mime_object_get_header_list(FObject), "Content-Type");
+  if (!header) return {};
+  const std::string value = UnfoldHeader(CopyOrEmpty(g_mime_header_get_raw_value(header)));
+  const size_t semicolon = value.find(';');
+  return semicolon == std::string::npos ? std::string()
+                                        : TrimBlanks(std::string_view(value).substr(semicolon + 1));
+}
+
+std::string TKwMimePart::Disposition() const {
+  return FObject ? CopyOrEmpty(g_mime_object_get_disposition(FObject)) : std::string();
+}
+
+std::string TKwMimePart::ContentId() const {
+  return FObject ? CopyOrEmpty(g_mime_object_get_content_id(FObject)) : std::string();
+}
+
+std::string TKwMimePart::FileName() const {
+  if (!FObject) return {};
+  const char* name =
+      GMIME_IS_PART(FObject) ? g_mime_part_get_filename(GMIME_PART(FObject)) : nullptr;
+  if (!name) name = g_mime_object_get_content_disposition_parameter(FObject, "filename");
+  if (!name) name = g_mime_object_get_content_type_parameter(FObject, "name");
+  const std::string text = CopyOrEmpty(name);
+  return IsValidUtf8(text) ? text : RepairUtf8AsLatin1(text);
+}
+
+std::string TKwMimePart::HeadersText() const {
+  if (!FObject) return {};
+  return TakeUtf8(TGCharPtr(g_mime_object_get_headers(FObject, ThreadFormatOptions())));
+}
+
+std::string TKwMimePart::DecodedBytes() const {
+  if (!FObject) return {};
+  TGObjectPtr<GMimeStream> stream(g_mime_stream_mem_new());
+  if (GMIME_IS_PART(FObject)) {
+    GMimeDataWrapper* content = g_mime_part_get_content(GMIME_PART(FObject));
+    if (content) g_mime_data_wrapper_write_to_stream(content, stream.get());
+  } else if (GMIME_IS_MESSAGE_PART(FObject)) {
+    GMimeMessage* message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(FObject));
+    if (message) g_mime_object_write_to_stream(GMIME_OBJECT(message), nullptr, stream.get());
+  } else {
+    g_mime_object_write_content_to_stream(FObject, nullptr, stream.get());
+  }
+  return TakeStreamBytes(stream.get());
+}
+
+int TKwMimePart::ChildCount() const {
+  if (IsMultipart()) return std::max(0, g_mime_multipart_get_count(GMIME_MULTIPART(FObject)));
+  if (IsMessage()) return g_mime_message_part_get_message(GMIME_MESSAGE_PART(FObject)) ? 1 : 0;
+  return 0;
+}
+
+TKwMimePart TKwMimePart::Child(int index) const {
+  if (index < 0 || index >= ChildCount()) return TKwMimePart();
+  if (IsMultipart()) return TKwMimePart(g_mime_multipart_get_part(GMIME_MULTIPART(FObject), index));
+  GMimeMessage* message = g_mime_message_part_get_message(GMIME_MESSAGE_PART(FObject));
+  return TKwMimePart(g_mime_message_get_mime_part(message));
+}
+
+// ---------------------------------------------------------------- uuencode
+
+namespace {
+
+struct TTextLine {
+  std::string_view Text;       // without its line break
+  size_t Start = 0, Next = 0;  // offsets of the line and of the one after it
+};
+
+bool ReadTextLine(std::string_view text, size_t pos, TTextLine& line) {
+  if (pos >= text.size()) return false;
+  const size_t end = std::min(text.find_first_of("\r\n", pos), text.size());
+  size_t next = end;
+  if (next < text.size())
+    next += (text[next] == '\r' && next + 1 < text.size() && text[next + 1] == '\n') ? 2 : 1;
+  line = {text.substr(pos, end - pos), pos, next};
+  return true;
+}
+
+int UuValue(char c) { return (static_cast<unsigned char>(c) - 32) & 63; }
+
+bool IsUuCharacter(char c) { return c >= 32 && c <= 96; }
+
+std::string_view TrimRight(std::string_view text) {
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
+// "begin 644 name": three or four octal digits, then the name.
+bool ParseUuBegin(std::string_view line, std::string& fileName) {
+  if (line.substr(0, 6) != "begin ") return false;
+  size_t pos = 6;
+  const size_t digits = pos;
+  while (pos < line.size() && line[pos] >= '0' && line[pos] <= '7') ++pos;
+  if (pos - digits < 3 || pos - digits > 4 || pos >= line.size() || line[pos] != ' ') return false;
+  fileName = TrimBlanks(line.substr(pos + 1));
+  return !fileName.empty();
+}
+
+// A data line whose length character agrees with the characters that follow. Some
+// encoders strip trailing blanks (which encode zero bits), so shorter lines pass too.
+bool IsUuDataLine(std::string_view line, bool strict) {
+  line = strict ? line : TrimRight(line);
+  if (line.empty() || !IsUuCharacter(line[0])) return false;
+  for (char c : line)
+    if (!IsUuCharacter(c) && c != ' ') return false;
+  const size_t count = UuValue(line[0]);
+  const size_t needed = (count + 2) / 3 * 4;
+  if (line.size() - 1 > needed + 2) return false;
+  return !strict || (count > 0 && line.size() - 1 + 1 >= needed);
+}
+
+void DecodeUuLine(std::string_view line, std::string& out) {
+  size_t count = UuValue(line[0]);
+  const auto at = [&](size_t i) { return i < line.size() ? UuValue(line[i]) : 0; };
+  for (size_t i = 1; count > 0; i += 4) {
+    const int a = at(i), b = at(i + 1), c = at(i + 2), d = at(i + 3);
+    const char bytes[3] = {static_cast<char>(a << 2 | b >> 4),
+                           static_cast<char>((b << 4 | c >> 2) & 0xFF),
+                           static_cast<char>((c << 6 | d) & 0xFF)};
+    const size_t take = std::min<size_t>(3, count);
+    out.append(bytes, take);
+    count -= take;
+  }
+}
+
+// Decodes the block whose "begin" line is `begin`; returns the offset after the block.
+size_t DecodeUuBlock(std::string_view text, const TTextLine& begin, std::string& bytes) {
+  size_t pos = begin.Next;
+  TTextLine line;
+  while (ReadTextLine(text, pos, line)) {
+    if (TrimBlanks(line.Text) == "end") return line.Next;
+    if (!IsUuDataLine(line.Text, false)) return line.Start;  // cut short: the rest is text
+    if (UuValue(line.Text[0]) > 0) DecodeUuLine(line.Text, bytes);
+    pos = line.Next;
+  }
+  return text.size();
+}
+
+bool StartsUuBlock(std::string_view text, const TTextLine& line, std::string& fileName) {
+  TTextLine first;
+  return ParseUuBegin(line.Text, fileName) && ReadTextLine(text, line.Next, first) &&
+         IsUuDataLine(TrimRight(first.Text), true);
+}
+
+}  // namespace
+
+std::vector<TKwUuFile> ExtractUuencodedFiles(std::string_view text, std::string& remainingText) {
+  std::vector<TKwUuFile> files;
+  remainingText.clear();
+  size_t copiedUpTo = 0;
+  TTextLine line;
+  for (size_t pos = 0; ReadTextLine(text, pos, line);) {
+    TKwUuFile file;
+    if (!StartsUuBlock(text, line, file.FileName)) {
+      pos = line.Next;
+      continue;
+    }
+    remainingText.append(text.substr(copiedUpTo, line.Start - copiedUpTo));
+    pos = copiedUpTo = DecodeUuBlock(text, line, file.Bytes);
+    files.push_back(std::move(file));
+  }
+  if (files.empty()) {
+    remainingText.assign(text);
+  } else {
+    remainingText.append(text.substr(copiedUpTo));
+  }
+  return files;
+}
+
+bool HasUuencodedFile(std::string_view text) {
+  TTextLine line;
+  std::string fileName;
+  for (size_t pos = text.find("begin "); pos != std::string_view::npos;
+       pos = text.find("begin ", pos + 1)) {
+    if (pos > 0 && text[pos - 1] != '\n' && text[pos - 1] != '\r') continue;
+    if (ReadTextLine(text, pos, line) && StartsUuBlock(text, line, fileName)) return true;
+  }
+  return false;
 }

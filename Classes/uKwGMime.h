@@ -14,11 +14,14 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "uKwTypes.h"
 
 struct _GMimeParserOptions;
 struct _GMimeFormatOptions;
+struct _GMimeMessage;
+struct _GMimeObject;
 
 // Initialises GMime once per process (thread-safe); every routine below calls it.
 void EnsureGMimeInitialized();
@@ -73,3 +76,65 @@ std::string ConvertToUtf8(std::string_view bytes, std::string_view charset);
 bool IsValidUtf8(std::string_view text);
 // Valid UTF-8 sequences kept; every other byte read as a Latin-1 character.
 std::string RepairUtf8AsLatin1(std::string_view bytes);
+
+// ---- MIME tree ----
+class TKwMimePart;
+
+// One message parsed into its MIME tree; owns the tree. Parsing never fails: text that is
+// not MIME at all reads as a message whose body is the text. A leading mbox "From " line
+// is skipped. Nesting deeper than GMime's own cap reads as plain content.
+class TKwMimeMessage {
+ public:
+  explicit TKwMimeMessage(std::string_view text);
+  ~TKwMimeMessage();
+  TKwMimeMessage(const TKwMimeMessage&) = delete;
+  TKwMimeMessage& operator=(const TKwMimeMessage&) = delete;
+
+  // The top part; null only when GMime could not build a message at all.
+  TKwMimePart Root() const;
+
+ private:
+  TGObjectPtr<_GMimeMessage> FMessage;
+};
+
+// A borrowed view of one part of a TKwMimeMessage: valid while that message lives. A
+// default-constructed part is null and answers every question with "" or 0.
+class TKwMimePart {
+ public:
+  TKwMimePart() = default;
+  explicit TKwMimePart(_GMimeObject* object) : FObject(object) {}
+  explicit operator bool() const { return FObject != nullptr; }
+
+  bool IsMultipart() const;
+  bool IsMessage() const;  // holds a whole message (message/rfc822 and its kin)
+  // "type/subtype" in lower case; "" when the part carries no Content-Type header.
+  std::string ContentType() const;
+  // The text of the Content-Type header after its first ";", blanks trimmed, unfolded.
+  std::string ContentTypeAttributes() const;
+  // The disposition as written ("attachment", "inline", ...); "" when there is none.
+  std::string Disposition() const;
+  std::string ContentId() const;  // without angle brackets
+  // The disposition's filename or else the content type's name, RFC 2231 and 2047 decoded.
+  std::string FileName() const;
+  std::string HeadersText() const;  // the part's own header lines, CR LF ended
+  // The content with its transfer encoding removed; a message or multipart as written.
+  std::string DecodedBytes() const;
+  int ChildCount() const;  // sub-parts of a multipart; 1 for a message part; else 0
+  // A multipart's sub-part, or a message part's embedded top part (index 0).
+  TKwMimePart Child(int index) const;
+
+ private:
+  _GMimeObject* FObject = nullptr;  // not owned
+};
+
+// ---- Uuencoded files inside text ----
+struct TKwUuFile {
+  std::string FileName;
+  std::string Bytes;
+};
+
+// Finds the "begin <mode> <name>" ... "end" blocks in text and decodes them. Returns the
+// files found (in order) and sets remainingText to the text without those blocks. A block
+// cut short keeps what decoded before the cut. An empty result leaves remainingText = text.
+std::vector<TKwUuFile> ExtractUuencodedFiles(std::string_view text, std::string& remainingText);
+bool HasUuencodedFile(std::string_view text);

@@ -1,10 +1,10 @@
 #include "uKwHeaders.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <limits>
-
-#include <fmt/format.h>
 
 #include "uKwDateTime.h"
 #include "uKwGMime.h"
@@ -97,15 +97,13 @@ std::string JoinItems(const std::vector<std::unique_ptr<TItem>>& items, std::str
 TStringList SplitLines(std::string_view text) {
   TStringList lines;
   size_t start = 0;
-  while (start < text.size()) {
-    const size_t end = text.find_first_of("\r\n", start);
-    if (end == std::string_view::npos) {
-      lines.emplace_back(text.substr(start));
-      break;
-    }
-    lines.emplace_back(text.substr(start, end - start));
-    start = end + (text[end] == '\r' && end + 1 < text.size() && text[end + 1] == '\n' ? 2 : 1);
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '\r' && text[i] != '\n') continue;
+    lines.emplace_back(text.substr(start, i - start));
+    if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n') ++i;
+    start = i + 1;
   }
+  if (start < text.size()) lines.emplace_back(text.substr(start));
   return lines;
 }
 
@@ -139,11 +137,13 @@ std::string UnfoldLines(const TStringList& lines, size_t first, size_t end) {
 
 // ---------------------------------------------------------------- header table
 
+// clang-format off
 enum class THeaderKind {
   HdStatus, HdType, XMailer, From, Subject, Organization, To, Cc, Date, DeliveryDate,
   MboxSeparator, ReplyTo, MessageId, InReplyTo, References, Priority, XPriority, XMsPriority,
   ReturnPath, EnvelopeTo, MimeVersion, Content
 };
+// clang-format on
 
 struct THeaderPrefix {
   std::string_view Prefix;
@@ -181,8 +181,10 @@ constexpr THeaderPrefix kHeaderPrefixes[] = {
 };
 
 const THeaderPrefix* FindHeaderPrefix(std::string_view line) {
+  if (line.empty()) return nullptr;
+  const char first = UpperAscii(line.front());
   for (const THeaderPrefix& entry : kHeaderPrefixes)
-    if (StartsWithNoCase(line, entry.Prefix)) return &entry;
+    if (entry.Prefix.front() == first && StartsWithNoCase(line, entry.Prefix)) return &entry;
   return nullptr;
 }
 
@@ -314,7 +316,8 @@ void ParseEmailAddress(std::string_view full, std::string& name, std::string& ad
     if (c != ':' && c != ';') name.push_back(c);
   // A quoted address repeated as its own name ("a@b.c" <a@b.c>) leaves a stray quote.
   const size_t first = name.find_first_not_of("\" ");
-  name = first == std::string::npos ? std::string() : name.substr(first, name.find_last_not_of("\" ") - first + 1);
+  name = first == std::string::npos ? std::string()
+                                    : name.substr(first, name.find_last_not_of("\" ") - first + 1);
   if (name == address) name.clear();
 }
 
@@ -496,10 +499,9 @@ struct TReceivedPatterns {
   TKwRegEx Host{R"(\b([a-z0-9]+(-[a-z0-9]+)*\.)+[a-z]{2,}\b)"};
   TKwRegEx BracketedIp{R"(\[\b(?:[0-9]{1,3}\.){3}[0-9]{1,3}\b\])"};
   TKwRegEx FromBracketedIp{R"(^from.+\[\b(?:[0-9]{1,3}\.){3}[0-9]{1,3}\b)"};
-  TKwRegEx Date{
-      R"((Sun|Mon|Tue|Wed|Thu|Fri|Sat), [0-9]{1,2} )"
-      R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-9]{4} )"
-      R"([0-9]{2}:[0-9]{2}:[0-9]{2} [-+][0-9]{4})"};
+  TKwRegEx Date{R"((Sun|Mon|Tue|Wed|Thu|Fri|Sat), [0-9]{1,2} )"
+                R"((Jan|Feb|Mar|Apr|May|Jun|Jul|Aug|Sep|Oct|Nov|Dec) [0-9]{4} )"
+                R"([0-9]{2}:[0-9]{2}:[0-9]{2} [-+][0-9]{4})"};
 };
 
 const TReceivedPatterns& ReceivedPatterns() {
@@ -535,8 +537,7 @@ void TKwEmailReceived::DoParseLine() {
   if (!fromToBy.empty()) {
     ParseFromPart(fromToBy);
     const size_t by = FindNoCase(Line, "by");
-    if (by != std::string::npos)
-      By = Trim(Match(re.Host, std::string_view(Line).substr(by + 2)));
+    if (by != std::string::npos) By = Trim(Match(re.Host, std::string_view(Line).substr(by + 2)));
   } else if (const std::string_view m = Match(re.FromBracketedIp, Line); !m.empty()) {
     FromIP = Match(re.Ip, m);
   }
@@ -638,8 +639,8 @@ void TKwHeaders::Clear() {
   ReceivedList.Clear();
   SubmitDate.Clear();
   DeliveryDate.Clear();
-  for (std::string* text : {&MessageID, &References, &InReplyTo, &Organization, &Subject,
-                            &XMailer, &FromIP})
+  for (std::string* text :
+       {&MessageID, &References, &InReplyTo, &Organization, &Subject, &XMailer, &FromIP})
     text->clear();
   Priority = xmspri = xpri = pri = mpriUnknown;
   XHDStatus = htsNone;
@@ -686,29 +687,68 @@ bool TKwHeaders::DecodeHeader(std::string_view line) {
   if (!prefix) return false;
   const std::string_view value = HeaderValue(line);
   switch (prefix->Kind) {
-    case THeaderKind::HdStatus: XHDStatus = EnumFromHeaderValue<THelpdeskTicketStatus>(value, 3); break;
-    case THeaderKind::HdType: XHDType = EnumFromHeaderValue<THelpdeskTicketType>(value, 3); break;
-    case THeaderKind::XMailer: XMailer = RawText(value); break;
-    case THeaderKind::From: From.SetEmailAddress(DecodeText(value)); break;
-    case THeaderKind::Subject: Subject = DecodeText(value); break;
-    case THeaderKind::Organization: Organization = DecodeText(value); break;
-    case THeaderKind::To: DecodeAddressList(value, ToList); break;
-    case THeaderKind::Cc: DecodeAddressList(value, CCList); break;
-    case THeaderKind::Date: SubmitDate.GmtDate = DecodeRfcDate(value); break;
-    case THeaderKind::ReplyTo: ReplyTo.SetEmailAddress(DecodeText(value)); break;
-    case THeaderKind::MessageId: MessageID = RawText(value); break;
-    case THeaderKind::InReplyTo: InReplyTo = RawText(InsideFirstAngleBrackets(value)); break;
-    case THeaderKind::References: References = RawText(InsideFirstAngleBrackets(value)); break;
-    case THeaderKind::Priority: pri = ParsePriority(line); break;
-    case THeaderKind::XPriority: xpri = ParsePriority(line); break;
-    case THeaderKind::XMsPriority: xmspri = ParsePriority(line); break;
-    case THeaderKind::ReturnPath: ReturnPath.SetEmailAddress(DecodeText(value)); break;
-    case THeaderKind::EnvelopeTo: EnvelopeTo.SetEmailAddress(DecodeText(value)); break;
-    case THeaderKind::Content: ContentHeaders.push_back(ToUpperAscii(line)); break;
+    case THeaderKind::HdStatus:
+      XHDStatus = EnumFromHeaderValue<THelpdeskTicketStatus>(value, 3);
+      break;
+    case THeaderKind::HdType:
+      XHDType = EnumFromHeaderValue<THelpdeskTicketType>(value, 3);
+      break;
+    case THeaderKind::XMailer:
+      XMailer = RawText(value);
+      break;
+    case THeaderKind::From:
+      From.SetEmailAddress(DecodeText(value));
+      break;
+    case THeaderKind::Subject:
+      Subject = DecodeText(value);
+      break;
+    case THeaderKind::Organization:
+      Organization = DecodeText(value);
+      break;
+    case THeaderKind::To:
+      DecodeAddressList(value, ToList);
+      break;
+    case THeaderKind::Cc:
+      DecodeAddressList(value, CCList);
+      break;
+    case THeaderKind::Date:
+      SubmitDate.GmtDate = DecodeRfcDate(value);
+      break;
+    case THeaderKind::ReplyTo:
+      ReplyTo.SetEmailAddress(DecodeText(value));
+      break;
+    case THeaderKind::MessageId:
+      MessageID = RawText(value);
+      break;
+    case THeaderKind::InReplyTo:
+      InReplyTo = RawText(InsideFirstAngleBrackets(value));
+      break;
+    case THeaderKind::References:
+      References = RawText(InsideFirstAngleBrackets(value));
+      break;
+    case THeaderKind::Priority:
+      pri = ParsePriority(line);
+      break;
+    case THeaderKind::XPriority:
+      xpri = ParsePriority(line);
+      break;
+    case THeaderKind::XMsPriority:
+      xmspri = ParsePriority(line);
+      break;
+    case THeaderKind::ReturnPath:
+      ReturnPath.SetEmailAddress(DecodeText(value));
+      break;
+    case THeaderKind::EnvelopeTo:
+      EnvelopeTo.SetEmailAddress(DecodeText(value));
+      break;
+    case THeaderKind::Content:
+      ContentHeaders.push_back(ToUpperAscii(line));
+      break;
     // The delivery date comes from the received chain, never from Delivery-Date.
     case THeaderKind::DeliveryDate:
     case THeaderKind::MboxSeparator:
-    case THeaderKind::MimeVersion: break;
+    case THeaderKind::MimeVersion:
+      break;
   }
   return true;
 }
@@ -729,8 +769,10 @@ void TKwHeaders::DecodeReceivedLines() {
 void TKwHeaders::FillDatesFromReceived() {
   if (DeliveryDate.GmtDate == 0 && ReceivedList.Count() > 0)
     DeliveryDate.GmtDate = ReceivedList.Items(ReceivedList.Count() - 1).Date.GmtDate;
-  if (SubmitDate.GmtDate == 0 && DeliveryDate.GmtDate != 0) SubmitDate.GmtDate = DeliveryDate.GmtDate;
-  if (DeliveryDate.GmtDate == 0 && SubmitDate.GmtDate != 0) DeliveryDate.GmtDate = SubmitDate.GmtDate;
+  if (SubmitDate.GmtDate == 0 && DeliveryDate.GmtDate != 0)
+    SubmitDate.GmtDate = DeliveryDate.GmtDate;
+  if (DeliveryDate.GmtDate == 0 && SubmitDate.GmtDate != 0)
+    DeliveryDate.GmtDate = SubmitDate.GmtDate;
 }
 
 TMessagePriority TKwHeaders::ParsePriority(std::string_view line) {
@@ -801,7 +843,8 @@ void TKwHeaders::WriteDerivedHeaders() {
   add("References", References.empty() ? "" : "<" + References + ">");
   add("Organization", EncodeHeaderText(Organization));
   add("X-Mailer", XMailer);
-  static constexpr std::string_view kPriorityTexts[] = {"", "5 (Lowest)", "3 (Normal)", "1 (Highest)"};
+  static constexpr std::string_view kPriorityTexts[] = {"", "5 (Lowest)", "3 (Normal)",
+                                                        "1 (Highest)"};
   add("X-Priority", std::string(kPriorityTexts[Priority]));
   if (XHDStatus != htsNone) add("X-HD-STATUS", EnumToString(XHDStatus));
   if (XHDType != httNone) add("X-HD-TYPE", EnumToString(XHDType));
@@ -846,8 +889,9 @@ void TKwHeaders::ReadData(TKwPropertyReader& reader) {
   MessageID = reader.ReadString();
   Organization = reader.ReadString();
   const int64_t priority = reader.ReadInteger();
-  Priority = priority >= 0 && priority < TMessagePriorityCount ? static_cast<TMessagePriority>(priority)
-                                                                : mpriUnknown;
+  Priority = priority >= 0 && priority < TMessagePriorityCount
+                 ? static_cast<TMessagePriority>(priority)
+                 : mpriUnknown;
   ReadObjectInto(reader, ReplyTo);
   ReadObjectInto(reader, ReturnPath);
   Subject = reader.ReadString();

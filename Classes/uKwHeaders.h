@@ -31,9 +31,10 @@ static_assert(TMessagePriorityCount == 4);
 inline constexpr std::string_view kPlaceholderEmailAddress = "unknown@unknown.invalid";
 
 // ---- Unit-level routines ----
-// Splits a full address text ("Name <a@b.c>", "a@b.c (Name)", "\"Doe, J\" <a@b.c>") into
-// a display name and a lower-case address. Without an address-like part, address is empty
-// and name is the cleaned text. Never fails.
+// Splits a full address text ("Name <a@b.c>", "\"Doe, J\" <a@b.c>") into a display name
+// and a lower-case address. Only text before the address can give the name (a comment
+// there wins over it). Without an address-like part, address is empty and name is the
+// cleaned text. Never fails.
 void ParseEmailAddress(std::string_view full, std::string& name, std::string& address);
 // True when the text holds an address other than kPlaceholderEmailAddress.
 bool IsValidEmailAddress(std::string_view text);
@@ -59,8 +60,8 @@ class TKwEmailAddress : public TKwPersistent {
   void Publish(TKwPublisher& publisher) override;
   void Clear();
 
-  std::string Domain() const;   // after the first "@"
-  std::string EmailId() const;  // before the first "@"
+  std::string Domain() const;        // after the first "@"
+  std::string EmailId() const;       // before the first "@"
   std::string EmailAddress() const;  // "Name <address>" or the address
   std::string EmailAddressHtml() const;
   std::string EmailAddressHtmlLink() const;

@@ -1,18 +1,169 @@
 #include "uKwMailMessage.h"
 
-#include <typeinfo>
+#include <algorithm>
+#include <cstdio>
+#include <fstream>
+#include <istream>
+#include <iterator>
 
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include "uKwArchive.h"
 #include "uKwDateTime.h"
+#include "uKwGMime.h"
+#include "uKwIPToCountry.h"
+#include "uKwMessageOutputText.h"
+#include "uKwRegFolders.h"
+#include "uKwSMime.h"
+#include "uKwStream.h"
+#include "uKwSubs.h"
+#include "uKwValidEmailFormat.h"
 
 namespace {
-std::string JoinLines(const TStringList& lines) {
+
+// Archives inside archives are unpacked this deep at most.
+constexpr int kMaxArchiveDepth = 4;
+// MIME trees nested deeper than this are not walked further.
+constexpr int kMaxWalkDepth = 64;
+// A stored message never decompresses beyond this: a damaged or hostile file stops here.
+constexpr size_t kMaxStoredMessageBytes = size_t{2} << 30;
+
+bool StartsWith(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
+
+std::string ToLower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return lower;
+}
+
+std::string_view Trim(std::string_view text) {
+  while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t')) text.remove_suffix(1);
+  return text;
+}
+
+// Lines split at CR LF, LF or a lone CR; a final line break adds no empty line.
+TStringList SplitTextLines(std::string_view text) {
+  TStringList lines;
+  lines.reserve(text.size() / 64 + 1);
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+    lines.emplace_back(text.substr(start, end - start));
+    start = end + (end + 1 < text.size() && text[end] == '\r' && text[end + 1] == '\n' ? 2 : 1);
+  }
+  return lines;
+}
+
+std::string JoinLines(const TStringList& lines, std::string_view separator = "\r\n") {
+  size_t size = 0;
+  for (const std::string& line : lines) size += line.size() + separator.size();
   std::string text;
+  text.reserve(size);
   for (size_t i = 0; i < lines.size(); ++i) {
-    if (i) text += "\r\n";
+    if (i) text += separator;
     text += lines[i];
   }
   return text;
 }
+
+bool ReadWholeFile(const std::string& fileName, std::string& bytes) {
+  std::ifstream in(fileName, std::ios::binary);
+  if (!in) return false;
+  in.seekg(0, std::ios::end);
+  const std::streamoff size = in.tellg();
+  in.seekg(0, std::ios::beg);
+  if (size < 0 || !in) return false;
+  bytes.resize(static_cast<size_t>(size));
+  return static_cast<bool>(in.read(bytes.data(), size));
+}
+
+// The charset named by a Content-Type attribute string. The value is read from the
+// ninth character on, which is right only when the string begins with "charset=";
+// mailers put it first, and earlier exports were made by this rule.
+std::string CharsetFromAttributes(std::string_view attributes) {
+  if (ToLower(attributes).find("charset=") == std::string::npos) return {};
+  std::string_view value = attributes.size() > 8 ? attributes.substr(8) : std::string_view();
+  if (StartsWith(value, "\"")) value.remove_prefix(1);
+  value = Trim(value.substr(0, value.find(';')));
+  if (!value.empty() && value.back() == '"') value.remove_suffix(1);
+  return std::string(Trim(value));
+}
+
+std::string TopLevelCharset(const TStringList& headerLines) {
+  for (const std::string& line : headerLines) {
+    if (!StartsWith(ToLower(line.substr(0, 13)), "content-type:")) continue;
+    const size_t semicolon = line.find(';');
+    return semicolon == std::string::npos ? std::string()
+                                          : CharsetFromAttributes(Trim(std::string_view(line).substr(semicolon + 1)));
+  }
+  return {};
+}
+
+// The name of an attachment whose part gave none, by its lower-case content type.
+std::string FallbackAttachmentName(std::string_view contentType) {
+  if (contentType.empty() || contentType.find("plain") != std::string_view::npos) return "report.txt";
+  if (contentType.find("rfc822-headers") != std::string_view::npos) return "rfc822-headers.eml";
+  if (StartsWith(contentType, "message")) return "message.txt";
+  const size_t slash = contentType.find('/');
+  return std::string(slash == std::string_view::npos ? contentType : contentType.substr(slash + 1));
+}
+
+std::string SafeFileName(std::string_view name) { return ReplaceInvalidCharactersFilename(name, "_"); }
+
+// The header block of a message text, up to its first empty line.
+std::string_view HeaderBlock(std::string_view message) {
+  size_t end = message.find("\r\n\r\n");
+  const size_t lfEnd = message.find("\n\n");
+  if (lfEnd < end) end = lfEnd;
+  return message.substr(0, end);
+}
+
+// Whether the header block of lines holds text (compared in lower case).
+bool HeaderBlockMentions(const TStringList& lines, std::string_view text) {
+  size_t line = 0;
+  while (line < lines.size() && Trim(lines[line]).empty()) ++line;
+  for (; line < lines.size() && !Trim(lines[line]).empty(); ++line)
+    if (ToLower(lines[line]).find(text) != std::string::npos) return true;
+  return false;
+}
+
+void WriteStrings(TKwPropertyWriter& writer, const TStringList& list) {
+  writer.WriteListBegin();
+  for (const std::string& item : list) writer.WriteString(item);
+  writer.WriteListEnd();
+}
+
+void ReadStrings(TKwPropertyReader& reader, TStringList& list) {
+  list.clear();
+  reader.ReadListBegin();
+  while (!reader.EndOfList()) list.push_back(reader.ReadString());
+  reader.ReadListEnd();
+}
+
+bool Inflate(std::string_view compressed, std::string& out, std::string& error) {
+  z_stream stream{};
+  if (inflateInit(&stream) != Z_OK) {
+    error = "Cannot start decompression";
+    return false;
+  }
+  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(compressed.data()));
+  stream.avail_in = static_cast<uInt>(std::min<size_t>(compressed.size(), UINT32_MAX));
+  char block[64 * 1024];
+  int status = Z_OK;
+  while (status == Z_OK && out.size() <= kMaxStoredMessageBytes) {
+    stream.next_out = reinterpret_cast<Bytef*>(block);
+    stream.avail_out = sizeof block;
+    status = inflate(&stream, Z_NO_FLUSH);
+    out.append(block, sizeof block - stream.avail_out);
+    if (status == Z_BUF_ERROR && stream.avail_in > 0) status = Z_OK;
+  }
+  inflateEnd(&stream);
+  if (status != Z_STREAM_END) error = "The stored message is damaged or truncated";
+  return status == Z_STREAM_END;
+}
+
 }  // namespace
 
 // ---------------------------------------------------------------- TKwBaseMessage
@@ -21,6 +172,7 @@ TKwBaseMessage::TKwBaseMessage() = default;
 TKwBaseMessage::~TKwBaseMessage() = default;
 
 void TKwBaseMessage::Publish(TKwPublisher& p) {
+  p.Object("Attachments", *Attachments);
   p.Strings("Categories", Categories);
   p.Object("Headers", *Headers);
   p.Strings("HtmlPart", HtmlPart);
@@ -32,18 +184,23 @@ void TKwBaseMessage::Publish(TKwPublisher& p) {
 
 void TKwBaseMessage::Assign(const TKwPersistent& source) {
   auto* message = dynamic_cast<const TKwBaseMessage*>(&source);
-  if (!message) AssignError(source);
+  if (!message) {
+    TKwPersistent::Assign(source);
+    return;
+  }
   if (message == this) return;
+  Attachments->Assign(*message->Attachments);
   Categories = message->Categories;
   Headers->Assign(*message->Headers);
   HtmlPart = message->HtmlPart;
-  HtmlPartCharset = message->HtmlPartCharset;
-  SourceFilename = message->SourceFilename;
   TextPart = message->TextPart;
+  SourceFilename = message->SourceFilename;
+  HtmlPartCharset = message->HtmlPartCharset;
   TextPartCharset = message->TextPartCharset;
 }
 
 void TKwBaseMessage::Clear() {
+  Attachments->Clear();
   Headers->Clear();
   HtmlPart.clear();
   TextPart.clear();
@@ -51,11 +208,79 @@ void TKwBaseMessage::Clear() {
   SourceFilename.clear();
 }
 
+bool TKwBaseMessage::LoadFromFile(const std::string& fileName) {
+  Clear();
+  SourceFilename = fileName;
+  std::string stream;
+  if (!ReadWholeFile(fileName, stream)) {
+    LastError = "Cannot read " + fileName;
+    return false;
+  }
+  return LoadFromCompressedStream(stream);
+}
+
+bool TKwBaseMessage::LoadFromCompressedStream(std::string_view stream) {
+  LastError.clear();
+  std::string data;
+  const bool inflated = Inflate(stream, data, LastError);
+  try {
+    TKwPropertyReader reader(data);
+    reader.ReadListBegin();
+    Attachments->ReadData(reader);
+    Headers->ReadData(reader);
+    ReadStrings(reader, Categories);
+    ReadStrings(reader, HtmlPart);
+    ReadStrings(reader, TextPart);
+    reader.ReadListEnd();
+  } catch (const std::exception& error) {
+    if (LastError.empty()) LastError = std::string("The stored message is damaged: ") + error.what();
+    return false;
+  }
+  return inflated;
+}
+
+bool TKwBaseMessage::SaveToFile(const std::string& fileName) {
+  std::string stream;
+  SaveToCompressedStream(stream);
+  std::ofstream out(fileName, std::ios::binary | std::ios::trunc);
+  if (!out.write(stream.data(), static_cast<std::streamsize>(stream.size())) || !out.flush()) {
+    LastError = "Cannot write " + fileName;
+    return false;
+  }
+  return true;
+}
+
+void TKwBaseMessage::SaveToCompressedStream(std::string& stream) {
+  TKwPropertyWriter writer;
+  writer.WriteListBegin();
+  Attachments->WriteData(writer);
+  Headers->WriteData(writer);
+  WriteStrings(writer, Categories);
+  WriteStrings(writer, HtmlPart);
+  WriteStrings(writer, TextPart);
+  writer.WriteListEnd();
+  const std::string data = writer.TakeData();
+  uLongf size = compressBound(static_cast<uLong>(data.size()));
+  const size_t start = stream.size();
+  stream.resize(start + size);
+  compress2(reinterpret_cast<Bytef*>(stream.data() + start), &size, reinterpret_cast<const Bytef*>(data.data()),
+            static_cast<uLong>(data.size()), Z_DEFAULT_COMPRESSION);
+  stream.resize(start + size);
+}
+
 // ---------------------------------------------------------------- TKwMailMessage
+
+TKwMailMessage::TKwMailMessage() { Clear(); }
+
+TKwMailMessage::~TKwMailMessage() = default;
 
 void TKwMailMessage::Publish(TKwPublisher& p) {
   TKwBaseMessage::Publish(p);
   p.Integer("Counter", Counter);
+  p.Boolean("DownloadImages", DownloadImages, false);
+  p.Strings("ImagesLinks", ImagesLinks);
+  p.Boolean("RefreshDownloadedImagesInViewer", RefreshDownloadedImagesInViewer);
+  p.Object("SaveOptions", *SaveOptions);
   p.Boolean("SourceIsMime", SourceIsMime);
   p.Strings("SourceLines", SourceLines);
   p.Strings("WordsList", WordsList);
@@ -66,22 +291,439 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
   auto* message = dynamic_cast<const TKwMailMessage*>(&source);
   if (!message || message == this) return;
   Counter = message->Counter;
+  DecodeOptions = message->DecodeOptions;
+  DownloadImages = message->DownloadImages;
+  ImagesLinks = message->ImagesLinks;
+  RefreshDownloadedImagesInViewer = message->RefreshDownloadedImagesInViewer;
+  SaveOptions->Assign(*message->SaveOptions);
   SourceIsMime = message->SourceIsMime;
   SourceLines = message->SourceLines;
   WordsList = message->WordsList;
-  FolderName = message->FolderName;
-  Labels = message->Labels;
-  LastSavedFilename = message->LastSavedFilename;
+  for (auto [to, from] : {std::pair{&BounceType, &message->BounceType}, {&BounceDescription, &message->BounceDescription},
+                          {&BounceRecipient, &message->BounceRecipient}, {&FolderName, &message->FolderName},
+                          {&Labels, &message->Labels}, {&CountryCode, &message->CountryCode},
+                          {&CountryName, &message->CountryName}, {&SenderLocation, &message->SenderLocation},
+                          {&LastSavedFilename, &message->LastSavedFilename}})
+    *to = *from;
+  CertificateOptions->Assign(*message->CertificateOptions);
 }
 
 void TKwMailMessage::Clear() {
   TKwBaseMessage::Clear();
+  BounceType.clear();
+  BounceDescription.clear();
+  BounceRecipient.clear();
+  CertificateOptions->Clear();
+  WordsList.clear();
+  ImagesLinks.clear();
+  SourceLines.clear();
+  OutputContent.clear();
+  CountryCode.clear();
+  CountryName.clear();
   Counter = 0;
   SourceIsMime = false;
-  SourceLines.clear();
-  WordsList.clear();
-  LastSavedFilename.clear();
 }
+
+// ---------------------------------------------------------------- loading
+
+bool TKwMailMessage::LoadFormat(const std::string& fileName) { return LoadFormatAtDepth(fileName, 0); }
+
+bool TKwMailMessage::LoadFormatAtDepth(const std::string& fileName, int depth) {
+  TFileFormat format = ffNone;
+  bool encrypted = false;
+  if (!ValidEmailSource(fileName, format, encrypted)) {
+    LastError = "Not a message file: " + fileName;
+    return false;
+  }
+  if (encrypted) {
+    LastError = "Encrypted message files cannot be read by this build: " + fileName;
+    return false;
+  }
+  bool loaded = false;
+  switch (format) {
+    case ffSfEml:
+    case ffSfMht: loaded = LoadMIME(fileName); break;
+    case ffSfPdf: loaded = LoadPDF(fileName); break;
+    case ffSfMsg: loaded = LoadMSG(fileName); break;
+    case ffSfZip:
+    case ffSf7z: loaded = LoadArchive(fileName, depth); break;
+    default: LastError = "Not a message file: " + fileName; break;
+  }
+  if (loaded) SourceFilename = fileName;
+  return loaded;
+}
+
+bool TKwMailMessage::LoadArchive(const std::string& fileName, int depth) {
+  if (depth >= kMaxArchiveDepth) {
+    LastError = "Archives nested too deep: " + fileName;
+    return false;
+  }
+  const std::string& password =
+      SaveOptions->Compression->Password.empty() ? SaveOptions->ZIP->Password : SaveOptions->Compression->Password;
+  std::string tempFileName, error;
+  if (!DeCompressFileToTemp(fileName, tempFileName, error, password)) {
+    LastError = error;
+    return false;
+  }
+  const bool loaded = LoadFormatAtDepth(tempFileName, depth + 1);
+  std::remove(tempFileName.c_str());
+  return loaded;
+}
+
+bool TKwMailMessage::LoadMIME(const std::string& fileName) {
+  std::string text;
+  if (!ReadWholeFile(fileName, text)) {
+    LastError = "Cannot read " + fileName;
+    return false;
+  }
+  return LoadMIMEFromString(text);
+}
+
+bool TKwMailMessage::LoadMIMEFromString(std::string_view text) {
+  // The certificate set for this load outlives the load's own Clear.
+  TKwCertificateOptions certificate;
+  certificate.Assign(*CertificateOptions);
+  Clear();
+  CertificateOptions->Assign(certificate);
+  LastError.clear();
+  SourceLines = SplitTextLines(text);
+  DecodeMimeMessage();
+  SourceIsMime = true;
+  return true;
+}
+
+bool TKwMailMessage::LoadFromStream(std::istream& stream) {
+  stream.clear();
+  stream.seekg(0);
+  std::string text((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+  if (stream.bad()) {
+    LastError = "Cannot read the message stream";
+    return false;
+  }
+  return LoadMIMEFromString(text);
+}
+
+bool TKwMailMessage::LoadMSG(const std::string& fileName) {
+  LastError = "Outlook message files cannot be read by this build yet: " + fileName;
+  return false;
+}
+
+bool TKwMailMessage::LoadPDF(const std::string& fileName) {
+  LastError = "PDF message files cannot be read by this build yet: " + fileName;
+  return false;
+}
+
+// ---------------------------------------------------------------- MIME decoding
+
+void TKwMailMessage::DecodeMimeMessage() {
+  Attachments->Clear();
+  Headers->Clear();
+  TextPart.clear();
+  HtmlPart.clear();
+  try {
+    if (!TryDecryptSMime()) {
+      Headers->Clear();
+      Headers->LoadHeaderLinesFromMimeBody(SourceLines);
+      if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
+      Headers->DecodeHeaders();
+      DecodeMimeText(JoinLines(SourceLines));
+    }
+    ParseTextAndHtmlParts();
+  } catch (const std::exception& error) {
+    LastError = std::string("The message could not be decoded completely: ") + error.what();
+  }
+}
+
+// Decrypts an enveloped message with the certificate options. The headers become the
+// outer ones (their content headers excepted) followed by the decrypted entity's own.
+bool TKwMailMessage::TryDecryptSMime() {
+  const std::string& pem = CertificateOptions->CertEncoded;
+  if (pem.empty() || !HeaderBlockMentions(SourceLines, "pkcs7-mime") || SMimeCertificateSubject(pem).empty())
+    return false;
+  std::string decrypted, error;
+  if (!SMimeDecrypt(JoinLines(SourceLines), pem, decrypted, error)) return false;
+  std::string headerString;
+  size_t line = 0;
+  while (line < SourceLines.size() && Trim(SourceLines[line]).empty()) ++line;
+  for (bool skipping = false; line < SourceLines.size() && !Trim(SourceLines[line]).empty(); ++line) {
+    const std::string& text = SourceLines[line];
+    if (text[0] != ' ' && text[0] != '\t') skipping = StartsWith(ToLower(text.substr(0, 8)), "content-");
+    if (!skipping) headerString.append(text).append("\r\n");
+  }
+  const std::string_view innerHeaders = HeaderBlock(decrypted);
+  headerString.append(innerHeaders);
+  const std::string_view body = std::string_view(decrypted).substr(innerHeaders.size());
+  Headers->LoadHeadersFromString(headerString);
+  std::string mimeText = headerString;
+  mimeText.append(body.empty() ? std::string_view("\r\n\r\n") : body);
+  DecodeMimeText(mimeText);
+  return true;
+}
+
+void TKwMailMessage::DecodeMimeText(std::string_view mimeText) {
+  const TKwMimeMessage mime(mimeText);
+  const TKwMimePart root = mime.Root();
+  FTreeWalkNeeded = false;
+  FWalkDepth = 0;
+  DecodeMimeWalk(root);
+  if (!FTreeWalkNeeded) return;
+  TextPart.clear();
+  HtmlPart.clear();
+  Attachments->Clear();
+  FWalkDepth = 0;
+  CheckMimePart(root, TKwMimePart());
+}
+
+void TKwMailMessage::DecodeMimeWalk(const TKwMimePart& container) {
+  HtmlPartCharset.clear();
+  TextPartCharset.clear();
+  if (const std::string charset = CharsetFromAttributes(container.ContentTypeAttributes()); !charset.empty())
+    HtmlPartCharset = TextPartCharset = charset;
+  if (!container.IsMultipart()) {
+    DecodeMimeWalkPart(container);
+    return;
+  }
+  if (container.ChildCount() == 0) {
+    // A multipart whose boundary never appears: its content is all the text there is.
+    if (TextPart.empty()) TextPart = SplitTextLines(ConvertToUtf8(container.DecodedBytes(), TextPartCharset));
+    return;
+  }
+  for (int i = 0; i < container.ChildCount(); ++i) DecodeMimeWalkPart(container.Child(i));
+}
+
+// A text part fills its body (the last one wins) unless it is an attachment; a part with
+// disposition attachment or inline becomes an attachment; a part without content type
+// is body text. Anything else the walk leaves out, and notes when that loses content.
+void TKwMailMessage::DecodeMimeWalkPart(const TKwMimePart& part) {
+  const std::string contentType = part.ContentType();
+  if (StartsWith(contentType, "multipart") && FWalkDepth < kMaxWalkDepth) {
+    ++FWalkDepth;
+    DecodeMimeWalk(part);
+    --FWalkDepth;
+  }
+  const std::string disposition = ToLower(part.Disposition());
+  const bool isHtml = StartsWith(contentType, "text/html"), isPlain = StartsWith(contentType, "text/plain");
+  const bool isAttachment = StartsWith(disposition, "attachment");
+  if ((isHtml || isPlain) && !isAttachment) {
+    std::string& charset = isHtml ? HtmlPartCharset : TextPartCharset;
+    if (std::string named = CharsetFromAttributes(part.ContentTypeAttributes()); !named.empty()) charset = named;
+    const std::string bytes = part.DecodedBytes();
+    if (isPlain && HasUuencodedFile(bytes)) FTreeWalkNeeded = true;
+    (isHtml ? HtmlPart : TextPart) = SplitTextLines(ConvertToUtf8(bytes, charset));
+  } else if (isAttachment || isHtml || isPlain || StartsWith(disposition, "inline")) {
+    AddWalkAttachment(part, contentType);
+  } else if (contentType.empty()) {
+    const std::string bytes = part.DecodedBytes();
+    if (bytes.empty()) return;
+    TextPartCharset = CharsetFromAttributes(part.ContentTypeAttributes());
+    if (HasUuencodedFile(bytes)) FTreeWalkNeeded = true;
+    TextPart = SplitTextLines(ConvertToUtf8(bytes, TextPartCharset));
+  } else if (!part.IsMultipart() && (part.IsMessage() || !part.FileName().empty())) {
+    FTreeWalkNeeded = true;
+  }
+}
+
+void TKwMailMessage::AddWalkAttachment(const TKwMimePart& part, const std::string& contentType) {
+  std::string name = SafeFileName(part.FileName());
+  if (name.empty()) name = FallbackAttachmentName(contentType);
+  TKwAttachment& attachment = Attachments->AddFromStream(part.DecodedBytes(), name);
+  attachment.SetContentID(part.ContentId());
+}
+
+// ---------------------------------------------------------------- MIME tree walk
+
+void TKwMailMessage::CheckMimePart(const TKwMimePart& part, const TKwMimePart& parent) {
+  if (!part) return;
+  if (!part.IsMultipart()) {
+    if (!CheckMimePartForAttachments(part, parent)) CheckMimePartForTextHtml(part);
+    return;
+  }
+  if (FWalkDepth >= kMaxWalkDepth) return;
+  ++FWalkDepth;
+  for (int i = 0; i < part.ChildCount(); ++i) CheckMimePart(part.Child(i), part);
+  --FWalkDepth;
+}
+
+// A leaf is an attachment when it or its parent is marked as one, when it has a file
+// name, or when it is a whole message. A text leaf holding uuencoded files gives those
+// files as attachments and stays body text for the rest.
+bool TKwMailMessage::CheckMimePartForAttachments(const TKwMimePart& part, const TKwMimePart& parent) {
+  if (part.IsMessage()) {
+    AddEmbeddedMessage(part);
+    return true;
+  }
+  const std::string fileName = part.FileName();
+  const bool marked = StartsWith(ToLower(part.Disposition()), "attachment") ||
+                      (parent && StartsWith(ToLower(parent.Disposition()), "attachment"));
+  const std::string contentType = part.ContentType().empty() ? "text/plain" : part.ContentType();
+  if (!marked && fileName.empty()) {
+    if (!StartsWith(contentType, "text/")) return false;
+    std::string text;
+    std::vector<TKwUuFile> files = ExtractUuencodedFiles(part.DecodedBytes(), text);
+    if (files.empty()) return false;
+    for (TKwUuFile& file : files) {
+      const std::string name = SafeFileName(ConvertToUtf8(file.FileName, ""));
+      Attachments->AddFromStream(file.Bytes, name.empty() ? FallbackAttachmentName("") : name);
+    }
+    CheckMimePartForText(part, text);
+    return true;
+  }
+  std::string name = SafeFileName(fileName.empty() && parent ? parent.FileName() : fileName);
+  if (name.empty()) name = FallbackAttachmentName(contentType);
+  Attachments->AddFromStream(part.DecodedBytes(), name).SetContentID(part.ContentId());
+  return true;
+}
+
+// An embedded message is named by its file name, else by its subject.
+void TKwMailMessage::AddEmbeddedMessage(const TKwMimePart& part) {
+  std::string bytes = part.DecodedBytes();
+  std::string name = SafeFileName(part.FileName());
+  if (name.empty()) {
+    TKwHeaders headers;
+    headers.LoadHeadersFromString(HeaderBlock(bytes));
+    const std::string subject = SafeFileName(headers.Subject);
+    name = subject.empty() ? FullFilenameWithNumberLengthLimited("ATT.dat", Attachments->GetCount() + 1, 260)
+                           : subject + ".eml";
+  }
+  Attachments->AddFromStream(bytes, name).SetContentID(part.ContentId());
+}
+
+void TKwMailMessage::CheckMimePartForTextHtml(const TKwMimePart& part) {
+  const std::string contentType = part.ContentType();
+  if (contentType.empty() || contentType == "text/plain") {
+    CheckMimePartForText(part, part.DecodedBytes());
+  } else if (contentType == "text/html" && HtmlPart.empty()) {
+    HtmlPartCharset = CharsetFromAttributes(part.ContentTypeAttributes());
+    HtmlPart = SplitTextLines(ConvertToUtf8(part.DecodedBytes(), HtmlPartCharset));
+  }
+}
+
+// The first plain part is the text body; one that holds a whole HTML document is the
+// HTML body instead.
+void TKwMailMessage::CheckMimePartForText(const TKwMimePart& part, std::string_view bytes) {
+  if (!TextPart.empty()) return;
+  const std::string charset = CharsetFromAttributes(part.ContentTypeAttributes());
+  const std::string text = ConvertToUtf8(bytes, charset);
+  const std::string lower = ToLower(text);
+  if (lower.find("<html") != std::string::npos && lower.find("</html>") != std::string::npos) {
+    HtmlPart = SplitTextLines(text);
+    HtmlPartCharset = charset;
+    return;
+  }
+  TextPart = SplitTextLines(text);
+  TextPartCharset = charset;
+}
+
+// ---------------------------------------------------------------- derived data
+
+void TKwMailMessage::ParseTextAndHtmlParts() {
+  if (DecodeOptions.count(doParseWords)) ParseWords();
+  if (DecodeOptions.count(doParseImageLinks)) ParseImageLinks();
+  if (DecodeOptions.count(doDecodeCountry)) DecodeCountry();
+}
+
+void TKwMailMessage::ParseWords() {
+  TStringList lines = !TextPart.empty() ? TextPart : !HtmlPart.empty() ? HtmlExtractText(HtmlPart) : TStringList();
+  const TKwHeaders& h = *Headers;
+  for (const std::string& line : {h.Subject, h.From.Address, h.ToList.AddressComma(), h.CCList.AddressComma(),
+                                  h.ReplyTo.Address, h.Organization})
+    lines.push_back(line);
+  WordsParser(lines, WordsList);
+}
+
+namespace {
+
+bool IsWordDelimiter(unsigned char c) {
+  static constexpr std::string_view kDelimiters = " \b\t\r\n~`!@#$%^&*()+={}[]|\\:;<>,.?/\"";
+  return kDelimiters.find(static_cast<char>(c)) != std::string_view::npos;
+}
+
+size_t CharacterCount(std::string_view utf8) {
+  return static_cast<size_t>(std::count_if(utf8.begin(), utf8.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+bool IsOnlyDashesOrUnderscores(std::string_view word) {
+  return (word.front() == '-' || word.front() == '_') &&
+         word.find_first_not_of(word.front()) == std::string_view::npos;
+}
+
+// The value of the src attribute of the <img tag that starts at `tag` in html.
+std::string_view ImageSource(std::string_view html, std::string_view lowerHtml, size_t tag) {
+  const size_t tagEnd = std::min(lowerHtml.find('>', tag), lowerHtml.size());
+  for (size_t pos = lowerHtml.find("src", tag); pos < tagEnd; pos = lowerHtml.find("src", pos + 3)) {
+    const char before = lowerHtml[pos - 1];
+    if (before != ' ' && before != '\t' && before != '\n' && before != '\r') continue;
+    size_t value = lowerHtml.find_first_not_of(" \t\r\n", pos + 3);
+    if (value >= tagEnd || lowerHtml[value] != '=') continue;
+    value = lowerHtml.find_first_not_of(" \t\r\n", value + 1);
+    if (value >= tagEnd) return {};
+    const char quote = html[value] == '"' || html[value] == '\'' ? html[value] : '\0';
+    if (quote) ++value;
+    const size_t end = quote ? html.find(quote, value) : html.find_first_of(" \t\r\n>", value);
+    return html.substr(value, std::min(end, tagEnd) - value);
+  }
+  return {};
+}
+
+std::string DecodeAmpersands(std::string_view url) {
+  std::string decoded(url);
+  for (size_t pos = decoded.find("&amp;"); pos != std::string::npos; pos = decoded.find("&amp;", pos + 1))
+    decoded.erase(pos + 1, 4);
+  return decoded;
+}
+
+bool IsPrivateRelay(std::string_view ip) {
+  return ip.empty() || ip == "127.0.0.1" || StartsWith(ip, "10.") || StartsWith(ip, "192.168") ||
+         StartsWith(ip, "172.");  // every 172.x address counts, not only 172.16/12
+}
+
+}  // namespace
+
+void WordsParser(const TStringList& lines, TStringList& wordsList) {
+  std::set<std::string> words(wordsList.begin(), wordsList.end());
+  std::string word;
+  const auto endWord = [&] {
+    if (CharacterCount(word) >= 3 && !IsOnlyDashesOrUnderscores(word)) words.insert(word);
+    word.clear();
+  };
+  for (const std::string& line : lines) {
+    for (const char c : line) {
+      if (IsWordDelimiter(static_cast<unsigned char>(c))) {
+        endWord();
+      } else {
+        word.push_back(c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c);
+      }
+    }
+    endWord();  // the line break between lines
+  }
+  wordsList.assign(words.begin(), words.end());
+}
+
+void TKwMailMessage::ParseImageLinks() {
+  ImagesLinks.clear();
+  const std::string html = JoinLines(HtmlPart, "\n");
+  const std::string lower = ToLower(html);
+  for (size_t tag = lower.find("<img"); tag != std::string::npos; tag = lower.find("<img", tag + 4)) {
+    const std::string url = DecodeAmpersands(Trim(ImageSource(html, lower, tag)));
+    const std::string scheme = ToLower(url.substr(0, 8));
+    if (!StartsWith(scheme, "http://") && !StartsWith(scheme, "https://")) continue;
+    if (std::find(ImagesLinks.begin(), ImagesLinks.end(), url) == ImagesLinks.end()) ImagesLinks.push_back(url);
+  }
+}
+
+void TKwMailMessage::DecodeCountry() {
+  const TKwEmailReceivedList& received = Headers->ReceivedList;
+  for (int i = 0; i < received.Count(); ++i) {
+    const std::string ip(Trim(received.Items(i).FromIP));
+    if (IsPrivateRelay(ip)) continue;
+    if (!FIPToCountry) FIPToCountry = std::make_unique<TKwIPToCountry>(DataFolder.empty() ? GetCommonSettingsFolder() : DataFolder);
+    FIPToCountry->GetCountry(ip, CountryCode, CountryName);
+    SenderLocation = fmt::format("{} ({})", ip, received.Items(i).From);
+    return;
+  }
+}
+
+// ---------------------------------------------------------------- columns
 
 std::string TKwMailMessage::ColumnFieldToDataString(TColumnField field) const {
   const TKwHeaders& h = *Headers;
@@ -99,6 +741,9 @@ std::string TKwMailMessage::ColumnFieldToDataString(TColumnField field) const {
     case cfTextPart: return JoinLines(TextPart);
     case cfHtmlPart: return JoinLines(HtmlPart);
     case cfMessageId: return h.MessageID;
+    case cfAttachCount: return std::to_string(Attachments->GetCount());
+    case cfAttachList: return Attachments->GetText();
+    case cfAttachComma: return Attachments->GetFileNamesDotComma();
     case cfPriority: return h.Priority == mpriHigh ? "True" : "False";
     case cfXMailer: return h.XMailer;
     case cfOrganization: return h.Organization;
@@ -109,13 +754,10 @@ std::string TKwMailMessage::ColumnFieldToDataString(TColumnField field) const {
     case cfFolderName: return FolderName;
     case cfLabels: return Labels;
     case cfFromIP: return h.FromIP;
-    // Attachments and the bounce verdict join the message with the MIME decoder.
-    case cfAttachCount: return "0";
-    case cfAttachList:
-    case cfAttachComma:
-    case cfBounceType:
-    case cfBounceDescription:
-    case cfBounceRecipient:
+    case cfBounceType: return BounceType;
+    case cfBounceDescription: return BounceDescription;
+    case cfBounceRecipient: return BounceRecipient;
+    // Targets that need the saved file's name read LastSavedFilename directly.
     case cfLastSavedFile: return "";
   }
   return "";

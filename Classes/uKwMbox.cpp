@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <functional>
@@ -260,6 +261,7 @@ TKwMbox::~TKwMbox() = default;
 void TKwMbox::Clear() {
   FUniqueIds.Clear();
   FOffsets.clear();
+  FHasPendingUniqueIds = false;
   if (FMode == mbmRead) {
     FReader.reset();
     FStream.reset();
@@ -267,14 +269,32 @@ void TKwMbox::Clear() {
 }
 
 bool TKwMbox::LoadFromFile(const std::string& fileName, TMboxMode mode, std::string& errorText) {
+  return Load(mode, fileName, nullptr, errorText);
+}
+
+bool TKwMbox::LoadFromStream(std::unique_ptr<TKwSeekStream> stream, std::string& errorText) {
+  return Load(mbmRead, "", std::move(stream), errorText);
+}
+
+bool TKwMbox::LoadFromMemory(std::string_view data, std::string& errorText) {
+  return LoadFromStream(std::make_unique<TKwMemoryStream>(data), errorText);
+}
+
+bool TKwMbox::Load(TMboxMode mode, const std::string& fileName, std::unique_ptr<TKwSeekStream> stream,
+                   std::string& errorText) {
   Clear();
   FMode = mode;
   FFileName = fileName;
   errorText.clear();
   FErrorText.clear();
   try {
-    if (mode == mbmRead) return OpenForReading(std::make_unique<TKwFileStream>(fileName));
-    if (mode == mbmWrite) OpenForWriting();
+    if (mode == mbmRead) {
+      FStream = stream ? std::move(stream) : std::make_unique<TKwFileStream>(fileName);
+      FReader = std::make_unique<TStreamLineReader>(*FStream);
+      IndexMboxFile(*FReader);
+    } else if (mode == mbmWrite) {
+      OpenForWriting();
+    }
     return true;
   } catch (const std::exception& error) {
     errorText = error.what();
@@ -285,28 +305,6 @@ bool TKwMbox::LoadFromFile(const std::string& fileName, TMboxMode mode, std::str
   }
 }
 
-bool TKwMbox::LoadFromMemory(std::string_view data, std::string& errorText) {
-  Clear();
-  FMode = mbmRead;
-  FFileName.clear();
-  errorText.clear();
-  FErrorText.clear();
-  try {
-    return OpenForReading(std::make_unique<TKwMemoryStream>(data));
-  } catch (const std::exception& error) {
-    errorText = error.what();
-    Clear();
-    return false;
-  }
-}
-
-bool TKwMbox::OpenForReading(std::unique_ptr<TKwSeekStream> stream) {
-  FStream = std::move(stream);
-  FReader = std::make_unique<TStreamLineReader>(*FStream);
-  IndexMboxFile(*FReader);
-  return true;
-}
-
 void TKwMbox::OpenForWriting() {
   std::error_code error;
   bool needsLineBreak = false;
@@ -314,6 +312,7 @@ void TKwMbox::OpenForWriting() {
     TKwFileStream stream(FFileName);
     TStreamLineReader reader(stream);
     IndexMboxFile(reader);
+    BuildUniqueIds(reader);
     const int64_t size = stream.Size();
     const int lastByte = size > 0 ? stream.ByteAt(size - 1) : '\n';
     needsLineBreak = lastByte != '\n' && lastByte != '\r';
@@ -321,35 +320,63 @@ void TKwMbox::OpenForWriting() {
   FWriter = std::make_unique<TKwMboxFileWriter>(FFileName, needsLineBreak);
 }
 
+// Offsets only: every line is tested for a separator, wherever it stands, so the scan
+// passes over all other lines without reading them.
 void TKwMbox::IndexMboxFile(TStreamLineReader& reader) {
   FUniqueIds.Clear();
   FOffsets.clear();
+  FHasPendingUniqueIds = false;
   if (FFamily == mbfNone) return;
-  TKwHeaders parser;
-  TUniqueIdHeaders headers;
-  bool inHeaders = false;
+  const std::string_view separator = FFamily == mbfEudora ? kEudoraSeparator : kMboxrdSeparator;
   std::string_view line;
   while (!reader.EoF()) {
+    reader.SkipToLineStartingWith(separator);
+    if (reader.EoF()) break;
     const int64_t start = reader.Position();
-    // Body lines are only tested for a separator: their start is all that is kept.
-    reader.ReadLineView(line, inHeaders ? SIZE_MAX : kSeparatorProbeLength);
+    reader.ReadLineView(line, kSeparatorProbeLength);
     if (IsMboxSeparator(line, FFamily)) {
       if (FFamily == mbfEudora) reader.ReadLineView(line, 1);
       FOffsets.push_back(start);
-      headers.Clear();
-      inHeaders = true;
-    } else if (inHeaders) {
-      if (!IsBlankLine(line)) {
-        headers.AddLine(line);
-      } else {
-        inHeaders = false;
-        FUniqueIds.Add(headers.UniqueId(parser));
-      }
     }
     if (reader.Position() == start && !reader.EoF()) {
       FErrorText = fmt::format("NUL byte at offset {}: the mailbox is read up to there", start);
       break;
     }
+  }
+  FHasPendingUniqueIds = true;
+}
+
+// A message gets an id when its header block ends with a blank line (the empty line after
+// the data's last line break counts as one); a block that runs into the next separator or
+// into the end of data without a line break gets none, and the id list shifts from there.
+void TKwMbox::BuildUniqueIds(TStreamLineReader& reader) {
+  FHasPendingUniqueIds = false;
+  TKwHeaders parser;
+  TUniqueIdHeaders headers;
+  std::string_view line;
+  for (const int64_t offset : FOffsets) {
+    reader.SetPosition(offset);
+    reader.ReadLineView(line, 1);
+    if (FFamily == mbfEudora) reader.ReadLineView(line, 1);
+    headers.Clear();
+    while (!reader.EoF()) {
+      reader.ReadLineView(line);
+      if (IsMboxSeparator(line, FFamily)) break;
+      if (IsBlankLine(line)) {
+        FUniqueIds.Add(headers.UniqueId(parser));
+        break;
+      }
+      headers.AddLine(line);
+    }
+  }
+}
+
+void TKwMbox::EnsureUniqueIds() {
+  if (!FHasPendingUniqueIds || !FReader) return;
+  try {
+    BuildUniqueIds(*FReader);
+  } catch (const std::exception& error) {
+    FErrorText = error.what();
   }
 }
 
@@ -365,27 +392,30 @@ const TStringList& TKwMbox::GetBody(int64_t index) {
 
 void TKwMbox::ReadParts(int64_t index) {
   FLastCut = index;
-  FHeader.clear();
-  FBody.clear();
+  size_t headerCount = 0;
+  size_t bodyCount = 0;
   if (!FReader) {
     FErrorText = fmt::format("Message {} cannot be read: the mailbox is not open for reading", index);
-    return;
-  }
-  if (index < 0 || index >= Count()) {
+  } else if (index < 0 || index >= Count()) {
     FErrorText = fmt::format("Message {} does not exist: the mailbox holds {} messages", index, Count());
-    return;
+  } else {
+    try {
+      const auto next = static_cast<size_t>(index) + 1;
+      CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size(), headerCount, bodyCount);
+    } catch (const std::exception& error) {
+      FErrorText = error.what();
+    }
   }
-  try {
-    const auto next = static_cast<size_t>(index) + 1;
-    CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size());
-  } catch (const std::exception& error) {
-    FErrorText = error.what();
-  }
+  TrimLines(FHeader, headerCount);
+  TrimLines(FBody, bodyCount);
 }
 
-void TKwMbox::CutLines(int64_t index, int64_t end) {
+// Fills the lists from their start, reusing the strings they hold; the caller trims them
+// to the counts.
+void TKwMbox::CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& bodyCount) {
   TStreamLineReader& reader = *FReader;
-  reader.SetPosition(FOffsets[static_cast<size_t>(index)]);
+  const int64_t offset = FOffsets[static_cast<size_t>(index)];
+  reader.SetPosition(offset, static_cast<size_t>(std::max<int64_t>(end - offset, 0)));
   bool inHeaders = true;
   std::string_view line;
   while (reader.Position() < end) {
@@ -400,13 +430,31 @@ void TKwMbox::CutLines(int64_t index, int64_t end) {
       return;
     }
     if (inHeaders) {
-      if (!IsBlankLine(line)) FHeader.emplace_back(line);
+      if (!IsBlankLine(line)) PutLine(FHeader, headerCount, line);
       else inHeaders = false;
     } else {
       if (line.starts_with(kQuotedFrom)) line.remove_prefix(1);
-      FBody.emplace_back(line);
+      PutLine(FBody, bodyCount, line);
     }
   }
+}
+
+void TKwMbox::PutLine(TStringList& lines, size_t& count, std::string_view line) {
+  if (count == lines.size()) {
+    if (FSpareLines.empty()) {
+      lines.emplace_back();
+    } else {
+      lines.push_back(std::move(FSpareLines.back()));
+      FSpareLines.pop_back();
+    }
+  }
+  lines[count++].assign(line.data(), line.size());
+}
+
+void TKwMbox::TrimLines(TStringList& lines, size_t count) {
+  for (size_t i = count; i < lines.size() && FSpareLines.size() < kMaxSpareLines; ++i)
+    FSpareLines.push_back(std::move(lines[i]));
+  lines.resize(count);
 }
 
 // ---------------------------------------------------------------- writing

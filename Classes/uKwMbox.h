@@ -81,8 +81,9 @@ class TKwMbox {
   // opened, read or created. A NUL byte stops indexing there (what lies before it is
   // indexed; ErrorText says where).
   bool LoadFromFile(const std::string& fileName, TMboxMode mode, std::string& errorText);
-  // Reading over bytes in memory (mode mbmRead, no file name); data must outlive the
-  // object's use of it.
+  // Reading from any stream (mode mbmRead, no file name), which this object then owns.
+  bool LoadFromStream(std::unique_ptr<TKwSeekStream> stream, std::string& errorText);
+  // Reading bytes held in memory; data must outlive the object's use of it.
   bool LoadFromMemory(std::string_view data, std::string& errorText);
 
   int64_t Count() const { return static_cast<int64_t>(FOffsets.size()); }
@@ -95,8 +96,14 @@ class TKwMbox {
   const TStringList& GetBody(int64_t index);
 
   // The first position of uniqueId in the unique-id list, -1 when absent.
-  int64_t IndexOf(std::string_view uniqueId) const { return FUniqueIds.IndexOf(uniqueId); }
-  void AddUniqueId(std::string_view uniqueId) { FUniqueIds.Add(uniqueId); }
+  int64_t IndexOf(std::string_view uniqueId) {
+    EnsureUniqueIds();
+    return FUniqueIds.IndexOf(uniqueId);
+  }
+  void AddUniqueId(std::string_view uniqueId) {
+    EnsureUniqueIds();
+    FUniqueIds.Add(uniqueId);
+  }
 
   // Writes each string as one line, as it is (mbmWrite).
   void AddStrings(const TStringList& lines);
@@ -117,20 +124,39 @@ class TKwMbox {
   const std::string& ErrorText() const { return FErrorText; }
   // The stream position of each message's separator line, in file order.
   const std::vector<int64_t>& Offsets() const { return FOffsets; }
-  const TKwUniqueIdList& UniqueIds() const { return FUniqueIds; }
+  // The unique id of each message in file order (see the class comment for the drift).
+  const TKwUniqueIdList& UniqueIds() {
+    EnsureUniqueIds();
+    return FUniqueIds;
+  }
 
  private:
-  bool OpenForReading(std::unique_ptr<TKwSeekStream> stream);
+  // stream: read from it instead of opening fileName (read mode only).
+  bool Load(TMboxMode mode, const std::string& fileName, std::unique_ptr<TKwSeekStream> stream,
+            std::string& errorText);
   void OpenForWriting();
   void IndexMboxFile(TStreamLineReader& reader);
+  void BuildUniqueIds(TStreamLineReader& reader);
+  void EnsureUniqueIds();
   void ReadParts(int64_t index);
-  void CutLines(int64_t index, int64_t end);
+  void CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& bodyCount);
+  void PutLine(TStringList& lines, size_t& count, std::string_view line);
+  void TrimLines(TStringList& lines, size_t count);
   void WriteMessageLine(std::string_view line);
+
+  // Strings of earlier cuts kept for the next ones, so that a cut allocates only for lines
+  // longer than any line seen before; capped so that one huge message is not kept forever.
+  static constexpr size_t kMaxSpareLines = size_t{1} << 16;
 
   TStringList FHeader;
   TStringList FBody;
+  TStringList FSpareLines;
   std::string FErrorText;
   TKwUniqueIdList FUniqueIds;
+  // Read mode builds the ids on first use, from the header blocks at the offsets: the mbox
+  // source takes ids from the messages it cuts and never needs the list, and decoding the
+  // headers of every message costs more than reading the whole file.
+  bool FHasPendingUniqueIds = false;
   std::vector<int64_t> FOffsets;
   int64_t FLastCut = -1;
   TMboxMode FMode = mbmUndefined;

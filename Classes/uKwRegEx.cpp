@@ -15,7 +15,9 @@ constexpr uint32_t kDepthLimit = 10000;
 constexpr uint32_t kHeapLimitKiB = 8192;
 
 struct TMatchContextDeleter {
-  void operator()(pcre2_match_context* context) const noexcept { pcre2_match_context_free(context); }
+  void operator()(pcre2_match_context* context) const noexcept {
+    pcre2_match_context_free(context);
+  }
 };
 
 // One match context with the limits, shared read-only by every pattern and thread.
@@ -79,9 +81,8 @@ TKwRegEx::TKwRegEx(std::string_view pattern, bool caseSensitive)
 #endif
   int errorCode = 0;
   PCRE2_SIZE errorOffset = 0;
-  FCompiled->Code =
-      pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(), options,
-                    &errorCode, &errorOffset, compileContext.get());
+  FCompiled->Code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                                  options, &errorCode, &errorOffset, compileContext.get());
   if (!FCompiled->Code)
     throw std::invalid_argument(CompileErrorText(errorCode, errorOffset, pattern));
   // Without JIT support the interpreter does the same work, only slower.

@@ -1,6 +1,13 @@
 #pragma once
 // Bases of the actions that read a mail store (or a contact or calendar store) and feed
-// their child targets. A source owns its folder tree, its options and its filters.
+// their child targets. A source owns its folder tree, its options and its filters, and
+// for the length of a run one reusable message, the variables lists of its children, its
+// processed-message log, the e-mail cache and the local storage.
+//
+// The run (Execute) walks the selected folders and hands every item that passes the
+// filters and the log to the enabled children through the five target calls. Concrete
+// sources override the store operations (Connect, LoadFolders, ProcessMailFolder,
+// DoLoadMailItem). One thread; Abort from another thread is seen between items.
 
 #include <memory>
 
@@ -9,12 +16,42 @@
 #include "uKwFoldersTree.h"
 #include "uKwParameters.h"
 
+class TKwEmailCacheExplorer;
+class TKwMailMessage;
+class TKwSourceLogDB;
+class TKwStorageLocal;
+class TKwTargetBase;
+class TKwVariablesList;
+
 // What a run does with each item. persisted: never reorder
 #define KW_FOLDER_PROCESS_TYPE(X) X(fptLoadHeaders) X(fptExtractToStorage) X(fptExtractSelectedItems) X(fptExtractAll)
 KW_ENUM(TFolderProcessType, KW_FOLDER_PROCESS_TYPE);
 
+// One item of a folder as a source knows it before loading it.
+struct TKwMailItem {
+  int Index = 0;           // the number the source gives it (its own base, 0 or 1)
+  int Count = 0;           // items in the folder
+  std::string ItemId;      // the store's id of the item
+  std::string UniqueId;    // when the source knows it already
+  std::string FileName;    // a local message file holding the item, if any
+  int64_t Size = 0;
+  // Filter data the source has without loading the message.
+  std::string From;
+  std::string Subject;
+  TDateTime LocalDate = 0;
+};
+
+// One row of the headers list shown to the user.
+struct TKwHeadersRow {
+  std::string UniqueId, From, Subject, FileName, FolderName;
+  TDateTime LocalDate = 0;
+  int64_t Size = 0;
+};
+
 class TKwSourceBase : public TKwActionBase {
  public:
+  TKwSourceBase();
+  ~TKwSourceBase() override;
   std::string_view ClassName() const override { return "TKwSourceBase"; }
   void Publish(TKwPublisher& publisher) override;
 
@@ -27,19 +64,91 @@ class TKwSourceBase : public TKwActionBase {
     return name == "SourceFoldersItems" || TKwActionBase::IsDefinedJsonMember(name);
   }
 
+  void Execute() override;
+
+  // ---- store operations of a concrete source
+  virtual bool Connect() { return true; }
+  virtual void Disconnect() {}
+  // Fills SourceFolders from the store.
+  virtual bool LoadFolders() { return true; }
+  virtual bool InitializeExtraction() { return true; }
+  virtual void FinalizeExtraction() {}
+  virtual void ProcessFolder(TKwFolderNode& folder, TFolderProcessType processType);
+  // Walks one folder's items; the base only resets the sampling list.
+  virtual void ProcessMailFolder(TKwFolderNode& folder);
+
+  bool IsConnected() const { return FConnected; }
+  void SetConnected(bool connected);
+  const std::vector<TKwHeadersRow>& HeadersList() const { return FHeadersList; }
+
   // A new source extracts everything; the desktop shell chooses otherwise per run.
   TFolderProcessType FolderProcessType = fptExtractAll;
   const std::unique_ptr<TKwFoldersTree> SourceFolders = std::make_unique<TKwFoldersTree>();
   const std::unique_ptr<TKwSourceOptions> SourceOptions = std::make_unique<TKwSourceOptions>();
+
+ protected:
+  // A tree without any selection (a job written by hand) is loaded from the store and
+  // processed whole; a saved selection is honoured as stored.
+  bool InitializeSourceFolders();
+  void RecurseFolders();
+  bool IsFolderSelected(const TKwFolderInfo& info) const;
+  // As the targets do: finalising calls reach every enabled child even after an abort.
+  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
+
+  TFolderProcessType FCurrentProcessType = fptExtractAll;
+  std::vector<TKwHeadersRow> FHeadersList;
+  bool FProcessAllFolders = false;
+
+ private:
+  std::vector<std::unique_ptr<TKwVariablesList>> FRunLists;
+  bool FConnected = false;
 };
 
 class TKwSourceMailBase : public TKwSourceBase {
  public:
+  TKwSourceMailBase();
+  ~TKwSourceMailBase() override;
   std::string_view ClassName() const override { return "TKwSourceMailBase"; }
   void Publish(TKwPublisher& publisher) override;
 
+  bool InitializeExtraction() override;
+  void FinalizeExtraction() override;
+  void ProcessMailFolder(TKwFolderNode& folder) override;
+
+  // The per-item sequence: filters, processed-message log, duplicates in the targets,
+  // load, cache and storage, targets, counting.
+  void ProcessMailItem(const TKwMailItem& item, TKwFolderNode& folder);
+  // Hands the loaded message to every enabled child; one target's failure is logged and
+  // the others still get the message.
+  void ProcessMessage(TKwMailMessage& message);
+  // True when every enabled target already holds the message.
+  bool ExistMessageInTargets(const std::string& uniqueId);
+  void GenerateSourceId();
+
+  // Loads item into message from the store (no local copy exists).
+  virtual bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message);
+
   const std::unique_ptr<TKwFilterOptions> Filters = std::make_unique<TKwFilterOptions>();
   std::string SourceId;  // GUID text given at the first extraction; names the processed-message log
+
+  static constexpr char kNoUniqueId[] = "0000000000000000000000000";
+
+ protected:
+  bool PassesMailFilter(const TKwMailItem& item, const std::string& localFile, bool inCache);
+  bool GetLocalFilename(const std::string& uniqueId, const std::string& fileName,
+                        std::string& localName, bool& inStorage, bool& inCache);
+  void AddMessageToCacheAndStorage(TKwMailMessage& message, const std::string& fileName,
+                                   bool& inStorage, bool& inCache, bool force);
+  bool IsInSourceLog(const std::string& uniqueId);
+  void AddToSourceLog(const std::string& uniqueId, TKwMailMessage& message);
+  bool IsCacheEnabled() const;
+  bool IsStorageEnabled() const;
+
+  std::unique_ptr<TKwMailMessage> FMessage;  // reused for every item of a run
+  std::unique_ptr<TKwSourceLogDB> FSourceLog;
+  bool FSourceLogFailed = false;  // reported once per run
+  std::unique_ptr<TKwEmailCacheExplorer> FCache;
+  std::unique_ptr<TKwStorageLocal> FStorage;
 };
 
 class TKwSourceContactBase : public TKwSourceBase {

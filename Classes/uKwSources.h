@@ -43,7 +43,6 @@ KW_SOURCE(TKwSourceMailHelpScout, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailFreshdesk, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailDesk, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailGroove, TKwSourceMailBase)
-KW_SOURCE(TKwSourceMailMbox, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailDbx, TKwSourceMailBase)
 
 #undef KW_SOURCE

@@ -9,9 +9,11 @@
 #include <cstring>
 #include <system_error>
 
-namespace {
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
-constexpr size_t kUnknownPosition = SIZE_MAX;
+namespace {
 
 std::string SystemReason(int error) { return std::system_category().message(error); }
 
@@ -96,43 +98,52 @@ void TKwMemoryStream::Seek(int64_t position) {
 // ---------------------------------------------------------------- TStreamLineReader
 
 TStreamLineReader::TStreamLineReader(TKwSeekStream& stream, size_t chunkSize)
-    : FStream(stream), FChunkSize(std::max<size_t>(chunkSize, 1)) {
+    : FStream(stream), FChunkSize(std::max<size_t>(chunkSize, 1)), FNextFillSize(FChunkSize) {
   FFillPosition = FStream.Position();
   FPositionAfterFill = FFillPosition;
-  FNextCr = FNextNul = kUnknownPosition;
 }
 
 void TStreamLineReader::DropBufferIfStreamMoved() {
   if (FStream.Position() == FPositionAfterFill) return;
   FLength = FIndex = 0;
   FFillPosition = FPositionAfterFill = FStream.Position();
-  FNextCr = FNextNul = kUnknownPosition;
 }
 
 bool TStreamLineReader::Refill() {
-  if (FBuffer.size() < FChunkSize) FBuffer.resize(FChunkSize);
+  // The buffer grows only as far as the data goes: a small file costs no full chunk.
+  size_t fillSize = FNextFillSize;
+  const int64_t remaining = FStream.Size() - FStream.Position();
+  if (remaining >= 0 && static_cast<uint64_t>(remaining) < fillSize)
+    fillSize = std::max<size_t>(static_cast<size_t>(remaining), 1);
+  if (FBuffer.size() < fillSize) FBuffer.resize(fillSize);
   FFillPosition = FStream.Position();
-  FLength = FStream.Read(FBuffer.data(), FChunkSize);
+  FLength = FStream.Read(FBuffer.data(), fillSize);
+  FNextFillSize = FChunkSize;
   FIndex = 0;
   FPositionAfterFill = FStream.Position();
-  FNextCr = FNextNul = kUnknownPosition;
   return FLength > 0;
 }
 
-size_t TStreamLineReader::FindTerminator(size_t from) {
+// The first LF, CR or NUL at or after from; FLength when none.
+size_t TStreamLineReader::FindTerminator(size_t from) const {
   const char* base = FBuffer.data();
-  const size_t rest = FLength - from;
-  if (FNextCr == kUnknownPosition || FNextCr < from) {
-    const void* found = std::memchr(base + from, '\r', rest);
-    FNextCr = found ? static_cast<size_t>(static_cast<const char*>(found) - base) : FLength;
+  size_t p = from;
+#if defined(__SSE2__)
+  const __m128i lineFeeds = _mm_set1_epi8('\n');
+  const __m128i carriageReturns = _mm_set1_epi8('\r');
+  const __m128i zeros = _mm_setzero_si128();
+  for (; p + 16 <= FLength; p += 16) {
+    const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + p));
+    const __m128i hits = _mm_or_si128(
+        _mm_or_si128(_mm_cmpeq_epi8(bytes, lineFeeds), _mm_cmpeq_epi8(bytes, carriageReturns)),
+        _mm_cmpeq_epi8(bytes, zeros));
+    const int mask = _mm_movemask_epi8(hits);
+    if (mask != 0) return p + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask)));
   }
-  if (FNextNul == kUnknownPosition || FNextNul < from) {
-    const void* found = std::memchr(base + from, '\0', rest);
-    FNextNul = found ? static_cast<size_t>(static_cast<const char*>(found) - base) : FLength;
-  }
-  const size_t limit = std::min(FNextCr, FNextNul);
-  const void* lineFeed = std::memchr(base + from, '\n', limit - from);
-  return lineFeed ? static_cast<size_t>(static_cast<const char*>(lineFeed) - base) : limit;
+#endif
+  for (; p < FLength; ++p)
+    if (base[p] == '\n' || base[p] == '\r' || base[p] == '\0') return p;
+  return FLength;
 }
 
 void TStreamLineReader::StepOverLineBreak() {
@@ -205,17 +216,68 @@ bool TStreamLineReader::EoF() const {
   return FLength == 0 && FStream.Position() >= FStream.Size();
 }
 
-void TStreamLineReader::SetPosition(int64_t position) {
+void TStreamLineReader::SetPosition(int64_t position, size_t readAheadHint) {
   const bool streamUnmoved = FStream.Position() == FPositionAfterFill;
   if (streamUnmoved && FLength > 0 && position >= FFillPosition &&
       position <= FFillPosition + static_cast<int64_t>(FLength)) {
     const auto index = static_cast<size_t>(position - FFillPosition);
-    if (index < FIndex) FNextCr = FNextNul = kUnknownPosition;
     FIndex = index;
     return;
   }
   FStream.Seek(position);
+  constexpr size_t kMinimumFill = size_t{64} << 10;
+  FNextFillSize = readAheadHint == 0 ? FChunkSize : std::clamp(readAheadHint, std::min(kMinimumFill, FChunkSize), FChunkSize);
   FLength = FIndex = 0;
   FFillPosition = FPositionAfterFill = position;
-  FNextCr = FNextNul = kUnknownPosition;
+}
+
+// The first position at or after from that holds a NUL byte, or the byte first at a line
+// start (the buffer's first byte counts as one when isAtLineStart); FLength when none.
+size_t TStreamLineReader::FindLineStartOrNul(size_t from, bool isAtLineStart, char first) const {
+  const char* base = FBuffer.data();
+  if (from >= FLength) return FLength;
+  if (base[from] == '\0' || (isAtLineStart && base[from] == first)) return from;
+  size_t p = from + 1;
+#if defined(__SSE2__)
+  const __m128i firstBytes = _mm_set1_epi8(first);
+  const __m128i lineFeeds = _mm_set1_epi8('\n');
+  const __m128i carriageReturns = _mm_set1_epi8('\r');
+  const __m128i zeros = _mm_setzero_si128();
+  for (; p + 16 <= FLength; p += 16) {
+    const __m128i current = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + p));
+    const __m128i previous = _mm_loadu_si128(reinterpret_cast<const __m128i*>(base + p - 1));
+    const __m128i afterBreak =
+        _mm_or_si128(_mm_cmpeq_epi8(previous, lineFeeds), _mm_cmpeq_epi8(previous, carriageReturns));
+    const __m128i hits = _mm_or_si128(_mm_and_si128(_mm_cmpeq_epi8(current, firstBytes), afterBreak),
+                                      _mm_cmpeq_epi8(current, zeros));
+    const int mask = _mm_movemask_epi8(hits);
+    if (mask != 0) return p + static_cast<size_t>(__builtin_ctz(static_cast<unsigned>(mask)));
+  }
+#endif
+  for (; p < FLength; ++p) {
+    if (base[p] == '\0') return p;
+    if (base[p] == first && (base[p - 1] == '\n' || base[p - 1] == '\r')) return p;
+  }
+  return FLength;
+}
+
+void TStreamLineReader::SkipToLineStartingWith(std::string_view prefix) {
+  DropBufferIfStreamMoved();
+  bool isAtLineStart = true;
+  for (;;) {
+    if (FIndex >= FLength && !Refill()) return;
+    const size_t hit = FindLineStartOrNul(FIndex, isAtLineStart, prefix.front());
+    if (hit < FLength) {
+      FIndex = hit;
+      // A NUL stops here; a candidate cut by the buffer's end is left to the caller.
+      if (FBuffer[hit] == '\0' || hit + prefix.size() > FLength ||
+          std::memcmp(FBuffer.data() + hit, prefix.data(), prefix.size()) == 0)
+        return;
+      FIndex = hit + 1;
+      isAtLineStart = false;
+      continue;
+    }
+    isAtLineStart = FBuffer[FLength - 1] == '\n' || FBuffer[FLength - 1] == '\r';
+    FIndex = FLength;
+  }
 }

@@ -2,7 +2,7 @@
 // Seekable byte streams (a file, or bytes in memory) and TStreamLineReader, a buffered
 // reader of byte lines over such a stream that knows the absolute stream position of
 // every line it hands out. Mailbox indexing runs through it, so the line scan is built
-// for speed: large reads into one reused buffer, memchr scans, no allocation per line.
+// for speed: large reads into one reused buffer, vector scans, no allocation per line.
 //
 // Streams raise EKwStreamError on open, read and seek failures; callers that must not
 // throw catch it at their boundary. Objects are used from one thread.
@@ -101,26 +101,32 @@ class TStreamLineReader {
   bool EoF() const;
   // Absolute stream position of the next byte handed out: the start of the next line.
   int64_t Position() const { return FFillPosition + static_cast<int64_t>(FIndex); }
-  // Moves to position; a position inside the buffered bytes reuses them.
-  void SetPosition(int64_t position);
+  // Moves to position; a position inside the buffered bytes reuses them. Otherwise the
+  // next fill reads about readAheadHint bytes (at least 64 KiB, at most the chunk size) when
+  // given, so that a caller that wants one small piece far away does not read a full chunk.
+  void SetPosition(int64_t position, size_t readAheadHint = 0);
+  // Skips whole lines, without handing them out, up to the first line that begins with
+  // prefix (which stays unread), a NUL byte, or the end of the data. May stop earlier, but
+  // only at a line start, so callers read the line there and test it themselves; this is
+  // what lets a caller pass over message bodies at memory speed. REQUIRES: Position is at
+  // a line start and prefix is not empty.
+  void SkipToLineStartingWith(std::string_view prefix);
 
  private:
   void DropBufferIfStreamMoved();
   bool Refill();  // false when the fill read nothing: the end of the data
-  size_t FindTerminator(size_t from);
+  size_t FindTerminator(size_t from) const;
   void StepOverLineBreak();
   void AppendToCarry(size_t from, size_t to, size_t keepLimit);
+  size_t FindLineStartOrNul(size_t from, bool isAtLineStart, char first) const;
 
   TKwSeekStream& FStream;  // not owned
   std::vector<char> FBuffer;
   size_t FChunkSize;
+  size_t FNextFillSize;  // the chunk size, except for one fill after a far SetPosition
   size_t FLength = 0;  // bytes held in FBuffer
   size_t FIndex = 0;   // next byte to hand out (0-based)
   int64_t FFillPosition = 0;
   int64_t FPositionAfterFill = 0;
-  // Cached positions of the next CR and NUL at or after the last search (FLength when
-  // none), so that a line scan is one memchr for LF in the common case.
-  size_t FNextCr = 0;
-  size_t FNextNul = 0;
   std::string FCarry;  // a line that spans two fills
 };

@@ -11,9 +11,9 @@ TKwTargetBase::TKwTargetBase() : FFolderInfo(std::make_unique<TKwFolderInfo>()) 
 
 TKwTargetBase::~TKwTargetBase() = default;
 
-void TKwTargetBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call) {
+void TKwTargetBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising) {
   for (auto& child : List) {
-    if (IsAborted()) return;
+    if (IsAborted() && !finalising) return;
     if (!child->Enabled) continue;
     if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
   }
@@ -49,17 +49,19 @@ void TKwTargetBase::InitializeFolder(const TKwFolderInfo& folder) {
 
 void TKwTargetBase::ProcessMessage(TKwMailMessage&) {}
 
+bool TKwTargetBase::ExistMessage(const std::string&) { return false; }
+
 void TKwTargetBase::FinalizeFolder() {
   if (!IsAvailable()) return;
   FFolderOpen = false;
   FFolderList.clear();
-  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeFolder(); });
+  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeFolder(); }, true);
 }
 
 void TKwTargetBase::FinalizeExtractProcess() {
   if (!IsAvailable()) return;
   if (FFolderOpen) FinalizeFolder();
-  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeExtractProcess(); });
+  ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeExtractProcess(); }, true);
 }
 
 // ---------------------------------------------------------------- TKwTargetMailBase
@@ -100,6 +102,15 @@ void TKwTargetMailBase::ProcessMessage(TKwMailMessage& message) {
 }
 
 // ---------------------------------------------------------------- passes
+
+bool TKwTargetMailPassBase::ExistMessage(const std::string& uniqueId) {
+  bool any = false, all = true;
+  ForEachChildTarget([&](TKwTargetBase& child) {
+    any = true;
+    all = all && child.ExistMessage(uniqueId);
+  });
+  return any && all;
+}
 
 void TKwTargetMailPassBase::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;

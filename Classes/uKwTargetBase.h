@@ -28,6 +28,9 @@ class TKwTargetBase : public TKwActionBase {
   virtual void ProcessMessage(TKwMailMessage& message);
   virtual void FinalizeFolder();
   virtual void FinalizeExtractProcess();
+  // Whether this target already holds the message, so the source need not load it. A
+  // target that cannot tell says no.
+  virtual bool ExistMessage(const std::string& uniqueId);
 
   // The lists a source hands to its direct children for a run; not owned.
   TKwVariablesList* EmailParts = nullptr;
@@ -37,8 +40,10 @@ class TKwTargetBase : public TKwActionBase {
   bool IsFolderOpen() const { return FFolderOpen; }
 
  protected:
-  // Calls `call` on each enabled child target in order until aborted.
-  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call);
+  // Calls `call` on each enabled child target in order until aborted. The finalising
+  // calls pass finalising = true: they reach every child even after an abort, so that
+  // what was written is completed and closed.
+  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
 
   std::unique_ptr<TKwFolderInfo> FFolderInfo;
   bool FFolderOpen = false;
@@ -74,6 +79,8 @@ class TKwTargetMailPassBase : public TKwTargetMailBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailPassBase"; }
   void ProcessMessage(TKwMailMessage& message) override;
+  // True when every enabled child holds it (and there is at least one).
+  bool ExistMessage(const std::string& uniqueId) override;
 };
 
 class TKwTargetContactsBase : public TKwTargetBase {

@@ -7,13 +7,6 @@ void TKwTargetMailFilters::Publish(TKwPublisher& p) {
   p.Object("Filter", *Filter);
 }
 
-void TKwTargetAttachmentsFilter::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Boolean("Enable", Enable);
-  p.Boolean("RemoveAll", RemoveAll);
-  p.Strings("AttachmentsList", AttachmentsList);
-}
-
 void TKwTargetAddressTable::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
   p.Strings("AddressesList", AddressesList);
@@ -22,16 +15,7 @@ void TKwTargetAddressTable::Publish(TKwPublisher& p) {
   p.Boolean("EnableDomainsTranslation", EnableDomainsTranslation);
 }
 
-void TKwTargetMailSingleFiles::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Object("Options", *Options);
-}
 
-
-void TKwTargetMailAttachments::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Object("Options", *Options);
-}
 
 void TKwTargetMailSMTP::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
@@ -53,13 +37,6 @@ void TKwTargetMailIMAP::Publish(TKwPublisher& p) {
   p.String("TargetRootFolder", TargetRootFolder);
 }
 
-void TKwTargetMailMbox::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Boolean("IncludeImagesInTarget", IncludeImagesInTarget);
-  p.Boolean("OneFilePerMailFolder", OneFilePerMailFolder);
-  p.String("TargetFilename", TargetFilename);
-  p.String("TargetFolder", TargetFolder);
-}
 
 void TKwTargetMailEmailParts::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);

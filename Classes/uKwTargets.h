@@ -40,12 +40,6 @@ KW_TARGET(TKwTargetMailEmailDataParser, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailEmailDataDBCollect, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)
 
-KW_TARGET_BEGIN(TKwTargetAttachmentsFilter, TKwTargetMailPassBase)
-  bool Enable = true;
-  bool RemoveAll = false;
-  TStringList AttachmentsList;
-};
-
 KW_TARGET(TKwTargetRemotePC, TKwTargetMailPassBase)
 
 KW_TARGET_BEGIN(TKwTargetAddressTable, TKwTargetMailPassBase)
@@ -57,17 +51,10 @@ KW_TARGET_BEGIN(TKwTargetAddressTable, TKwTargetMailPassBase)
 
 // ---------------------------------------------------------------- targets
 
-KW_TARGET_BEGIN(TKwTargetMailSingleFiles, TKwTargetMailBase)
-  const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
-};
 KW_TARGET(TKwTargetMailCompilation, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailPrinter, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailDownloadManager, TKwTargetMailBase)
 
-
-KW_TARGET_BEGIN(TKwTargetMailAttachments, TKwTargetMailBase)
-  const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
-};
 
 KW_TARGET_BEGIN(TKwTargetMailSMTP, TKwTargetMailBase)
   TSMTPForwardSubject ForwardSubject = sfsForwardPrefixOriginalSubject;
@@ -100,12 +87,6 @@ KW_TARGET(TKwTargetMailAS3, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailZendesk, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 
-KW_TARGET_BEGIN(TKwTargetMailMbox, TKwTargetMailBase)
-  bool IncludeImagesInTarget = false;
-  bool OneFilePerMailFolder = false;
-  std::string TargetFilename;
-  std::string TargetFolder;
-};
 
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)

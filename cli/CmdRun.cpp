@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <iostream>
 #include <thread>
 
@@ -10,7 +11,12 @@
 
 #include "Commands.h"
 #include "uKwActionFile.h"
+#include "Progress.h"
+#include "uKwActionJob.h"
 #include "uKwActionLog.h"
+#include "uKwDateTime.h"
+#include "uKwLogSubs.h"
+#include "uKwParameters.h"
 
 namespace {
 
@@ -55,20 +61,40 @@ struct TRunTotals {
   int Processed = 0, Saved = 0, Skipped = 0, Errors = 0;
 };
 
+// Sources count the messages they handled; every action counts what it saved, skipped
+// and got wrong.
 void AddTotals(TKwActionBase& action, TRunTotals& totals) {
   TKwActionLog& log = action.GetLog();
-  totals.Processed += log.Processed;
+  if (action.GetActionRol() == arSource) totals.Processed += log.Processed;
   totals.Saved += log.Saved;
   totals.Skipped += log.Skipped;
   totals.Errors += log.ErrorsCount();
   for (int i = 0; i < action.GetChildCount(); ++i) AddTotals(action.GetChild(i), totals);
 }
 
-void PrintErrors(TKwActionBase& action) {
+void PrintErrors(TKwActionBase& action, int& budget) {
   TKwActionLog& log = action.GetLog();
-  for (int i = 0; i < log.ErrorsCount(); ++i)
-    std::cerr << "error: " << action.Caption << ": " << log.GetError(i).Error << "\n";
-  for (int i = 0; i < action.GetChildCount(); ++i) PrintErrors(action.GetChild(i));
+  for (int i = 0; i < log.ErrorsCount() && budget > 0; ++i, --budget) {
+    const TKwActionError& e = log.GetError(i);
+    std::cerr << "error: " << action.Caption << ": " << e.Error
+              << (e.Description.empty() ? "" : " (" + e.Description + ")") << "\n";
+  }
+  for (int i = 0; i < action.GetChildCount(); ++i) PrintErrors(action.GetChild(i), budget);
+}
+
+// The run report in the logs folder, as a job leaves it; "" when it cannot be written.
+std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTime start) {
+  TKwMainLog mainLog;
+  mainLog.JobName = root.Name.empty() ? fileName : root.Name;
+  mainLog.JobDescription = root.Description;
+  mainLog.StartTime = start;
+  mainLog.EndTime = NowLocal();
+  TKwActionBase::AddChildActionsToMainLog(mainLog, root);
+  auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
+  std::string id = job ? job->JobId : std::filesystem::path(fileName).stem().string();
+  std::string reportName = GetLogFileName(id, mainLog.StartTime);
+  std::string error;
+  return mainLog.SaveToFile(reportName, error) ? reportName : "";
 }
 
 int RunRun(const std::string& fileName, bool quiet) {
@@ -79,19 +105,30 @@ int RunRun(const std::string& fileName, bool quiet) {
   }
   for (const std::string& warning : loaded.Warnings) PrintError(fileName + ": warning: " + warning);
   TKwActionBase& root = *loaded.Action;
-  if (!quiet)
-    root.OnStatus = [](TKwActionBase&, const std::string& text1, const std::string& text2) {
-      std::cerr << text1 << (text2.empty() ? "" : ": " + text2) << "\n";
-    };
+  TKwGlobalOptions globalOptions;
+  root.GlobalOptions = &globalOptions;
+  TProgressPrinter progress(quiet);
+  root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
+    if (text2 == "Executing") progress.Status(sender.Caption + (sender.Name.empty() ? "" : " \"" + sender.Name + "\""));
+    else if (text2.find("not available") != std::string::npos) progress.Status(text2);
+  };
+  root.OnProgress = [&](TKwActionBase&, int position, const std::string& folder, const std::string& total,
+                        TRunningStatus) { progress.Update(folder, position, std::atol(total.c_str())); };
+  TDateTime start = NowLocal();
   {
     TAbortWatcher watcher(root);
     root.Execute();
   }
+  progress.Finish();
   TRunTotals totals;
   AddTotals(root, totals);
-  PrintErrors(root);
+  int budget = 20;
+  PrintErrors(root, budget);
+  if (budget == 0) std::cerr << "(more errors in the report)\n";
+  std::string report = SaveReport(root, fileName, start);
   std::cout << fmt::format("{} processed, {} saved, {} skipped, {} errors\n", totals.Processed,
                            totals.Saved, totals.Skipped, totals.Errors);
+  if (!report.empty()) std::cout << "Report: " << report << "\n";
   if (root.IsAborted()) return kExitAborted;
   return totals.Errors > 0 ? kExitRunErrors : kExitOk;
 }

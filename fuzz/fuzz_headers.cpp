@@ -24,9 +24,9 @@ void Require(bool condition) {
 }
 
 void RequireValidFields(const TKwHeaders& h) {
-  for (const std::string* text : {&h.Subject, &h.Organization, &h.From.Name, &h.From.Address,
-                                  &h.ReplyTo.Name, &h.MessageID, &h.XMailer, &h.References,
-                                  &h.InReplyTo})
+  for (const std::string* text :
+       {&h.Subject, &h.Organization, &h.From.Name, &h.From.Address, &h.ReplyTo.Name, &h.MessageID,
+        &h.XMailer, &h.References, &h.InReplyTo})
     Require(IsValidUtf8(*text));
   for (int i = 0; i < h.ToList.Count(); ++i) Require(IsValidUtf8(h.ToList.Items(i).Name));
 }

@@ -7,9 +7,13 @@
 #include "uKwActionJob.h"
 #include "uKwAssert.h"
 #include "uKwSimpleActions.h"
+#include "uKwSourceMbox.h"
 #include "uKwSources.h"
+#include "uKwTargetAttachments.h"
 #include "uKwTargetFolders.h"
 #include "uKwTargetMailFolder.h"
+#include "uKwTargetMbox.h"
+#include "uKwTargetSingleFiles.h"
 #include "uKwTargets.h"
 
 namespace {

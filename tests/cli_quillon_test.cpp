@@ -78,8 +78,8 @@ TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
   WriteFileText(Path("tree.json"), kTree);
   TRun run = Quillon("run --quiet " + Path("tree.json"));
   EXPECT_EQ(run.Status, 1);
-  EXPECT_NE(run.Out.find("Mbox Format is not available in this build"), std::string::npos);
-  EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos);
+  EXPECT_NE(run.Out.find("Mail Filter is not available in this build"), std::string::npos) << run.Out;
+  EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos) << run.Out;
 }
 
 // ---- error paths

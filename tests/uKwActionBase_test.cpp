@@ -9,6 +9,7 @@
 #include "uKwActionFile.h"
 #include "uKwActionLog.h"
 #include "uKwAssert.h"
+#include "uKwTargetSingleFiles.h"
 #include "uKwTargets.h"
 
 namespace {
@@ -82,7 +83,7 @@ TEST_F(TKwActionBaseTest, KindsWithoutAClassAreAssertionFailuresNamingUnitAndLin
 
 TEST_F(TKwActionBaseTest, ExecuteRunsEnabledChildrenInOrderWithTheParentsHandlers) {
   auto job = CreateNewAction(stiJob);
-  job->GetChild(job->AddChild(stiMailSrcMbox)).Caption = "first";
+  job->GetChild(job->AddChild(stiMailSrcLotusNotes)).Caption = "first";
   job->GetChild(job->AddChild(stiMailSrcPOP)).Enabled = false;
   job->GetChild(job->AddChild(stiZipCompress)).Caption = "third";
   std::vector<std::string> announced, statuses;

@@ -32,7 +32,8 @@ void ExpectValidUtf8Fields(const TKwHeaders& h, const std::string& context) {
   for (const std::string* text : {&h.Subject, &h.Organization, &h.From.Name, &h.From.Address,
                                   &h.MessageID, &h.XMailer, &h.References, &h.InReplyTo})
     EXPECT_TRUE(IsValidUtf8(*text)) << context;
-  for (int i = 0; i < h.ToList.Count(); ++i) EXPECT_TRUE(IsValidUtf8(h.ToList.Items(i).Name)) << context;
+  for (int i = 0; i < h.ToList.Count(); ++i)
+    EXPECT_TRUE(IsValidUtf8(h.ToList.Items(i).Name)) << context;
 }
 
 // ---------------------------------------------------------------- address parser
@@ -45,20 +46,27 @@ struct TAddressCase {
 };
 
 const TAddressCase kAddressCases[] = {
-    {R"("Doe, John" <JOHN@Example.org>)", "Doe, John", "john@example.org", "quoted name with a comma, upper-case address"},
-    {"John (Sales) <j@example.com>", "Sales", "j@example.com", "a comment in the name wins over the name"},
-    {"j@example.com (John Smith)", "", "j@example.com", "a comment after the address is not taken as the name"},
+    {R"("Doe, John" <JOHN@Example.org>)", "Doe, John", "john@example.org",
+     "quoted name with a comma, upper-case address"},
+    {"John (Sales) <j@example.com>", "Sales", "j@example.com",
+     "a comment in the name wins over the name"},
+    {"j@example.com (John Smith)", "", "j@example.com",
+     "a comment after the address is not taken as the name"},
     {"<j@example.com>", "", "j@example.com", "angle brackets without a name"},
     {"j@example.com", "", "j@example.com", "bare address"},
-    {R"("j@example.com" <j@example.com>)", "", "j@example.com", "address repeated as its own quoted name"},
+    {R"("j@example.com" <j@example.com>)", "", "j@example.com",
+     "address repeated as its own quoted name"},
     {"Undisclosed recipients:;", "Undisclosed recipients", "", "empty group syntax"},
     {"Team: ann@example.com;", "Team", "ann@example.com", "group with one member"},
     {"no address at all", "no address at all", "", "garbage keeps the text as name"},
     {"root@localhost", "root@localhost", "", "no dot in the domain: not an address"},
-    {"Curator <a@gallery.museum>", "Curator", "a@gallery.museum", "long top-level domain found by the looser pattern"},
+    {"Curator <a@gallery.museum>", "Curator", "a@gallery.museum",
+     "long top-level domain found by the looser pattern"},
     {"Jörg Müller <jm@example.de>", "Jörg Müller", "jm@example.de", "UTF-8 name"},
-    {R"("O'Brien; Pat" <pat@example.ie>)", "O'Brien Pat", "pat@example.ie", "semicolons are dropped from names"},
-    {"  John Doe   <john.doe+tag@sub.example.co.uk>  ", "John Doe", "john.doe+tag@sub.example.co.uk", "blanks and plus tag"},
+    {R"("O'Brien; Pat" <pat@example.ie>)", "O'Brien Pat", "pat@example.ie",
+     "semicolons are dropped from names"},
+    {"  John Doe   <john.doe+tag@sub.example.co.uk>  ", "John Doe",
+     "john.doe+tag@sub.example.co.uk", "blanks and plus tag"},
     {"<>", "", "", "null reverse path"},
     {"", "", "", "empty"},
     {"Broken <jo\xff@example.com>", "Broken", "", "invalid UTF-8 inside the local part"},
@@ -145,39 +153,62 @@ std::string SubmitOf(const TKwHeaders& h) { return h.SubmitDate.RfcGmtDateTime()
 
 const THeaderCase kHeaderCases[] = {
     {"Subject: =?utf-8?B?SGVsbG8gV29ybGQ=?=", SubjectOf, "Hello World", "base64 word"},
-    {"Subject: =?iso-8859-1?Q?Caf=E9_cr=E8me?=", SubjectOf, "Café crème", "Q word, underscore is a blank"},
+    {"Subject: =?iso-8859-1?Q?Caf=E9_cr=E8me?=", SubjectOf, "Café crème",
+     "Q word, underscore is a blank"},
     {"Subject: =?windows-1251?B?z/Do4uXy?=", SubjectOf, "Привет", "Cyrillic code page"},
     {"Subject: =?koi8-r?B?8NLJ18XU?=", SubjectOf, "Привет", "KOI8-R"},
-    {"Subject: =?ISO-2022-JP?B?GyRCJDMkcyRLJEEkTxsoQg==?=", SubjectOf, "こんにちは", "stateful Japanese encoding"},
+    {"Subject: =?ISO-2022-JP?B?GyRCJDMkcyRLJEEkTxsoQg==?=", SubjectOf, "こんにちは",
+     "stateful Japanese encoding"},
     {"Subject: =?gb2312?B?1tDOxNPKvP4=?=", SubjectOf, "中文邮件", "simplified Chinese"},
     {"Subject: =?euc-kr?B?vsiz58fPvLy/5A==?=", SubjectOf, "안녕하세요", "Korean"},
     {"Subject: =?iso-8859-7?B?yuHr5+zd8eE=?=", SubjectOf, "Καλημέρα", "Greek"},
-    {"Subject: =?utf-8?q?split_?= =?utf-8?q?words?=", SubjectOf, "split words", "blank between adjacent words dropped"},
-    {"Subject: Re: =?UTF-8?Q?f=C3=BCr?= dich", SubjectOf, "Re: für dich", "word between plain text"},
+    {"Subject: =?utf-8?q?split_?= =?utf-8?q?words?=", SubjectOf, "split words",
+     "blank between adjacent words dropped"},
+    {"Subject: Re: =?UTF-8?Q?f=C3=BCr?= dich", SubjectOf, "Re: für dich",
+     "word between plain text"},
     {"Subject: =?utf-8?B?!!!bad?=", SubjectOf, "", "bad base64 decodes to nothing"},
     {"Subject: =?x-unknown?Q?abc?=", SubjectOf, "abc", "unknown charset"},
-    {"Subject: =?utf-8?Q?unterminated", SubjectOf, "=?utf-8?Q?unterminated", "unterminated word stays as text"},
+    {"Subject: =?utf-8?Q?unterminated", SubjectOf, "=?utf-8?Q?unterminated",
+     "unterminated word stays as text"},
     {"Subject: caf\xe9", SubjectOf, "café", "raw Latin-1 byte"},
     {"Subject: caf\xc3\xa9", SubjectOf, "café", "raw UTF-8 kept"},
-    {"Subject: folded\r\n  over\r\n\ttwo lines", SubjectOf, "folded  over\ttwo lines", "folding blanks kept"},
+    {"Subject: folded\r\n  over\r\n\ttwo lines", SubjectOf, "folded  over\ttwo lines",
+     "folding blanks kept"},
     {"subject:no blank", SubjectOf, "no blank", "lower-case name without blank"},
     {"Subject:", SubjectOf, "", "empty value"},
     {"From: =?utf-8?Q?J=C3=B6rg?= <j@example.de>", FromNameOf, "Jörg", "encoded display name"},
-    {"From: \"=?utf-8?Q?J=C3=B6rg?=\" <j@example.de>", FromNameOf, "Jörg", "encoded word inside quotes"},
+    {"From: \"=?utf-8?Q?J=C3=B6rg?=\" <j@example.de>", FromNameOf, "Jörg",
+     "encoded word inside quotes"},
     {"From: =?utf-8?B?RG9lLCBKb2hu?= <j@example.org>", FromNameOf, "Doe, John", "encoded comma"},
-    {"Date: Tue, 1 Jan 2019 10:00:00 +0100", SubmitOf, "Tue, 01 Jan 2019 09:00:00 +0000", "zone offset"},
+    {"Date: Tue, 1 Jan 2019 10:00:00 +0100", SubmitOf, "Tue, 01 Jan 2019 09:00:00 +0000",
+     "zone offset"},
     {"Date: 1 Jan 2019 10:00:00 GMT", SubmitOf, "Tue, 01 Jan 2019 10:00:00 +0000", "no weekday"},
-    {"Date: Tue, 1 Jan 19 10:00:00 EST", SubmitOf, "Tue, 01 Jan 2019 15:00:00 +0000", "two-digit year, named zone"},
+    {"Date: Tue, 1 Jan 19 10:00:00 EST", SubmitOf, "Tue, 01 Jan 2019 15:00:00 +0000",
+     "two-digit year, named zone"},
     {"Date: Tue, 31 Feb 2019 10:00:00 +0000", SubmitOf, "", "no such day"},
     {"Date: yesterday", SubmitOf, "", "not a date"},
-    {"Message-ID: <abc@example.com>", [](const TKwHeaders& h) { return h.MessageID; }, "<abc@example.com>", "brackets kept"},
-    {"References: <a@x> <b@y>", [](const TKwHeaders& h) { return h.References; }, "a@x", "only the first id"},
-    {"In-Reply-To: Your message <c@z> of Monday", [](const TKwHeaders& h) { return h.InReplyTo; }, "c@z", "id inside prose"},
-    {"X-Mailer: Mailer\xa0" "5", [](const TKwHeaders& h) { return h.XMailer; }, "Mailer\xc2\xa0" "5", "raw byte in an undecoded header"},
-    {"Content-Type: text/plain; charset=utf-8", [](const TKwHeaders& h) { return h.ContentHeaders.at(0); }, "CONTENT-TYPE: TEXT/PLAIN; CHARSET=UTF-8", "content headers upper-cased"},
-    {"X-HD-STATUS: Open", [](const TKwHeaders& h) { return EnumToString(h.XHDStatus); }, "htsOpen", "helpdesk status by name"},
-    {"X-HD-TYPE: httChat", [](const TKwHeaders& h) { return EnumToString(h.XHDType); }, "httChat", "helpdesk type by identifier"},
-    {"Importance: high", [](const TKwHeaders& h) { return EnumToString(h.Priority) + "|" + h.CustomHeaders.at(0); }, "mpriUnknown|Importance: high", "Importance is not a priority header"},
+    {"Message-ID: <abc@example.com>", [](const TKwHeaders& h) { return h.MessageID; },
+     "<abc@example.com>", "brackets kept"},
+    {"References: <a@x> <b@y>", [](const TKwHeaders& h) { return h.References; }, "a@x",
+     "only the first id"},
+    {"In-Reply-To: Your message <c@z> of Monday", [](const TKwHeaders& h) { return h.InReplyTo; },
+     "c@z", "id inside prose"},
+    {"X-Mailer: Mailer\xa0"
+     "5",
+     [](const TKwHeaders& h) { return h.XMailer; },
+     "Mailer\xc2\xa0"
+     "5",
+     "raw byte in an undecoded header"},
+    {"Content-Type: text/plain; charset=utf-8",
+     [](const TKwHeaders& h) { return h.ContentHeaders.at(0); },
+     "CONTENT-TYPE: TEXT/PLAIN; CHARSET=UTF-8", "content headers upper-cased"},
+    {"X-HD-STATUS: Open", [](const TKwHeaders& h) { return EnumToString(h.XHDStatus); }, "htsOpen",
+     "helpdesk status by name"},
+    {"X-HD-TYPE: httChat", [](const TKwHeaders& h) { return EnumToString(h.XHDType); }, "httChat",
+     "helpdesk type by identifier"},
+    {"Importance: high",
+     [](const TKwHeaders& h) { return EnumToString(h.Priority) + "|" + h.CustomHeaders.at(0); },
+     "mpriUnknown|Importance: high", "Importance is not a priority header"},
 };
 
 TEST(TKwHeadersTest, DecodesOddRealWorldHeaderValues) {
@@ -227,11 +258,16 @@ TEST(TKwHeadersTest, ParsesPriorityNumbersAndWords) {
   struct {
     const char* Line;
     TMessagePriority Expected;
-  } cases[] = {{"X-Priority: 1", mpriHigh},        {"X-Priority: 3 (Normal)", mpriNormal},
-               {"X-Priority: 4", mpriLow},         {"X-Priority: 0", mpriUnknown},
-               {"X-Priority: -2", mpriUnknown},    {"Priority: Highest", mpriHigh},
-               {"Priority: medium", mpriNormal},   {"Priority: no-priority", mpriLow},
-               {"Priority: 99999999999", mpriUnknown}, {"Priority:", mpriUnknown}};
+  } cases[] = {{"X-Priority: 1", mpriHigh},
+               {"X-Priority: 3 (Normal)", mpriNormal},
+               {"X-Priority: 4", mpriLow},
+               {"X-Priority: 0", mpriUnknown},
+               {"X-Priority: -2", mpriUnknown},
+               {"Priority: Highest", mpriHigh},
+               {"Priority: medium", mpriNormal},
+               {"Priority: no-priority", mpriLow},
+               {"Priority: 99999999999", mpriUnknown},
+               {"Priority:", mpriUnknown}};
   for (const auto& c : cases) EXPECT_EQ(TKwHeaders::ParsePriority(c.Line), c.Expected) << c.Line;
 }
 
@@ -246,22 +282,32 @@ TEST(TKwEmailReceivedTest, ReadsHostsIpAndDateOfCommonRelays) {
     const char* Date;
     const char* Reason;
   } cases[] = {
-      {"from mail.example.com (mail.example.com [192.0.2.10])\tby mx.example.net (Postfix) with ESMTPS id 4A; Tue, 1 Jan 2019 10:00:00 +0000",
-       "mail.example.com", "192.0.2.10", "mx.example.net", "Tue, 01 Jan 2019 10:00:00 +0000", "Postfix"},
-      {"from [198.51.100.7] (helo=client.example.org) by mx.example.com with esmtp (Exim 4.92) id 1ab; Wed, 02 Jan 2019 11:00:00 +0000",
-       "client.example.org", "198.51.100.7", "mx.example.com", "Wed, 02 Jan 2019 11:00:00 +0000", "Exim with helo"},
-      {"by 2002:a05:6a10:1234:0:0:0:0 with SMTP id x12; Tue, 1 Jan 2019 10:00:00 -0800 (PST)",
-       "", "", "", "Tue, 01 Jan 2019 18:00:00 +0000", "Gmail internal hop without from"},
-      {"from mail.example.org (mail.example.org [IPv6:2001:db8::25]) by mx.example.com; Thu, 3 Jan 2019 08:00:00 +0000",
-       "mail.example.org", "", "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000", "IPv6 sender gives no IP"},
+      {"from mail.example.com (mail.example.com [192.0.2.10])\tby mx.example.net (Postfix) with "
+       "ESMTPS id 4A; Tue, 1 Jan 2019 10:00:00 +0000",
+       "mail.example.com", "192.0.2.10", "mx.example.net", "Tue, 01 Jan 2019 10:00:00 +0000",
+       "Postfix"},
+      {"from [198.51.100.7] (helo=client.example.org) by mx.example.com with esmtp (Exim 4.92) id "
+       "1ab; Wed, 02 Jan 2019 11:00:00 +0000",
+       "client.example.org", "198.51.100.7", "mx.example.com", "Wed, 02 Jan 2019 11:00:00 +0000",
+       "Exim with helo"},
+      {"by 2002:a05:6a10:1234:0:0:0:0 with SMTP id x12; Tue, 1 Jan 2019 10:00:00 -0800 (PST)", "",
+       "", "", "Tue, 01 Jan 2019 18:00:00 +0000", "Gmail internal hop without from"},
+      {"from mail.example.org (mail.example.org [IPv6:2001:db8::25]) by mx.example.com; Thu, 3 Jan "
+       "2019 08:00:00 +0000",
+       "mail.example.org", "", "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000",
+       "IPv6 sender gives no IP"},
       {"from [IPv6:2001:db8::25] (unknown) by mx.example.com; Thu, 3 Jan 2019 08:00:00 +0000",
-       "[IPv6:2001:db8::25] (unknown)", "", "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000", "IPv6 literal only"},
-      {"from [203.0.113.5] by mx.example.com; Thu, 3 Jan 2019 08:00:00 +0000",
-       "", "203.0.113.5", "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000", "IPv4 literal only"},
+       "[IPv6:2001:db8::25] (unknown)", "", "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000",
+       "IPv6 literal only"},
+      {"from [203.0.113.5] by mx.example.com; Thu, 3 Jan 2019 08:00:00 +0000", "", "203.0.113.5",
+       "mx.example.com", "Thu, 03 Jan 2019 08:00:00 +0000", "IPv4 literal only"},
       {"from a.example.com by b.example.com (queued Tue, 1 Jan 2019 10:00:00 +0000) id 7",
-       "a.example.com", "", "b.example.com", "Tue, 01 Jan 2019 10:00:00 +0000", "date without semicolon"},
-      {"from x.example.com by y.example.com; not a date", "x.example.com", "", "y.example.com", "", "unreadable date"},
-      {"from [10.0.0.1] unknown; Tue, 1 Jan 2019 10:00:00 +0000", "", "10.0.0.1", "", "Tue, 01 Jan 2019 10:00:00 +0000", "no by"},
+       "a.example.com", "", "b.example.com", "Tue, 01 Jan 2019 10:00:00 +0000",
+       "date without semicolon"},
+      {"from x.example.com by y.example.com; not a date", "x.example.com", "", "y.example.com", "",
+       "unreadable date"},
+      {"from [10.0.0.1] unknown; Tue, 1 Jan 2019 10:00:00 +0000", "", "10.0.0.1", "",
+       "Tue, 01 Jan 2019 10:00:00 +0000", "no by"},
   };
   for (const auto& c : cases) {
     const TKwEmailReceived r(c.Line);
@@ -275,10 +321,10 @@ TEST(TKwEmailReceivedTest, ReadsHostsIpAndDateOfCommonRelays) {
   }
 }
 
-#define KW_TWO_RELAYS                                                            \
-  "Received: from mx.example.net (mx.example.net [192.0.2.1])\r\n"             \
-  "\tby mailbox.example.net with LMTP; Tue, 1 Jan 2019 10:05:00 +0000\r\n"     \
-  "Received: from mail.example.com (mail.example.com [198.51.100.2])\r\n"      \
+#define KW_TWO_RELAYS                                                      \
+  "Received: from mx.example.net (mx.example.net [192.0.2.1])\r\n"         \
+  "\tby mailbox.example.net with LMTP; Tue, 1 Jan 2019 10:05:00 +0000\r\n" \
+  "Received: from mail.example.com (mail.example.com [198.51.100.2])\r\n"  \
   "\tby mx.example.net (Postfix) with ESMTPS; Tue, 1 Jan 2019 10:01:00 +0000\r\n"
 const char kRelays[] = KW_TWO_RELAYS;
 const char kRelayedMessage[] = KW_TWO_RELAYS
@@ -298,10 +344,12 @@ TEST(TKwHeadersTest, ReceivedChainRunsFromFirstRelayToFinalDelivery) {
 }
 
 TEST(TKwHeadersTest, DateHeaderGivesDeliveryDateWhenNoRelayDated) {
-  const auto h = Decode("Received: from a.example.com by b.example.com\r\nDate: Tue, 1 Jan 2019 09:00:00 +0000\r\n");
+  const auto h = Decode(
+      "Received: from a.example.com by b.example.com\r\nDate: Tue, 1 Jan 2019 09:00:00 +0000\r\n");
   EXPECT_EQ(Seconds(h->SubmitDate), Gmt(2019, 1, 1, 9, 0, 0));
   EXPECT_EQ(h->DeliveryDate.GmtDate, h->SubmitDate.GmtDate);
-  const auto withDate = Decode(std::string(kRelayedMessage).insert(0, "Date: Tue, 1 Jan 2019 09:00:00 +0000\r\n"));
+  const auto withDate =
+      Decode(std::string(kRelayedMessage).insert(0, "Date: Tue, 1 Jan 2019 09:00:00 +0000\r\n"));
   EXPECT_EQ(Seconds(withDate->SubmitDate), Gmt(2019, 1, 1, 9, 0, 0));
   EXPECT_EQ(Seconds(withDate->DeliveryDate), Gmt(2019, 1, 1, 10, 5, 0));
 }
@@ -311,7 +359,8 @@ TEST(TKwHeadersTest, DateHeaderGivesDeliveryDateWhenNoRelayDated) {
 TEST(TKwHeadersTest, ReturnPathEnvelopeToAndCharsetSurviveClear) {
   TKwHeaders h;
   h.CharsetCode = 7;
-  h.LoadHeadersFromString("Return-Path: <bounce@example.com>\nEnvelope-To: me@example.org\nSubject: first\n");
+  h.LoadHeadersFromString(
+      "Return-Path: <bounce@example.com>\nEnvelope-To: me@example.org\nSubject: first\n");
   h.LoadHeadersFromString("Subject: second\n");
   EXPECT_EQ(h.ReturnPath.Address, "bounce@example.com");
   EXPECT_EQ(h.EnvelopeTo.Address, "me@example.org");
@@ -331,10 +380,13 @@ TEST(TKwHeadersTest, MimeBodyLinesLoseLeadingBlanksAndGiveUnfoldedHeaders) {
 }
 
 TEST(TKwHeadersTest, WrittenDataReadsBackByteForByte) {
-  const auto h = Decode(std::string("Date: Tue, 1 Jan 2019 09:00:00 +0000\r\nTo: \"Doe, J\" <j@example.org>, k@example.org\r\n"
-                                    "Cc: c@example.org\r\nMessage-ID: <m@x>\r\nReferences: <r@x>\r\nX-Priority: 1\r\n"
-                                    "Content-Type: text/plain\r\nX-Custom: yes\r\nReturn-Path: <rp@example.com>\r\n") +
-                        kRelayedMessage);
+  const auto h =
+      Decode(std::string(
+                 "Date: Tue, 1 Jan 2019 09:00:00 +0000\r\nTo: \"Doe, J\" <j@example.org>, "
+                 "k@example.org\r\n"
+                 "Cc: c@example.org\r\nMessage-ID: <m@x>\r\nReferences: <r@x>\r\nX-Priority: 1\r\n"
+                 "Content-Type: text/plain\r\nX-Custom: yes\r\nReturn-Path: <rp@example.com>\r\n") +
+             kRelayedMessage);
   TKwPropertyWriter first;
   h->WriteData(first);
   TKwHeaders loaded;
@@ -353,10 +405,13 @@ TEST(TKwHeadersTest, WrittenDataReadsBackByteForByte) {
 }
 
 TEST(TKwHeadersTest, EncodedHeadersDecodeToTheSameFields) {
-  const auto h = Decode(std::string("Subject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\r\nFrom: \"Doe, Jörg\" <j@example.de>\r\n"
-                                    "Date: Tue, 1 Jan 2019 09:00:00 +0000\r\nX-Priority: 5\r\n") + kRelays);
+  const auto h = Decode(
+      std::string("Subject: =?utf-8?Q?Gr=C3=BC=C3=9Fe?=\r\nFrom: \"Doe, Jörg\" <j@example.de>\r\n"
+                  "Date: Tue, 1 Jan 2019 09:00:00 +0000\r\nX-Priority: 5\r\n") +
+      kRelays);
   h->EncodeHeaders(true);
-  EXPECT_EQ(h->Lines.front().rfind("From j@example.de Tue Jan  1 10:05:00 2019", 0), 0u) << h->Lines.front();
+  EXPECT_EQ(h->Lines.front().rfind("From j@example.de Tue Jan  1 10:05:00 2019", 0), 0u)
+      << h->Lines.front();
   std::string text;
   for (const std::string& line : h->Lines) text += line + "\r\n";
   const auto again = Decode(text);
@@ -397,8 +452,9 @@ TEST(TKwGMimeTest, ConvertsCharsetsAndFallsBackToLatin1) {
   EXPECT_EQ(ConvertToUtf8("caf\xe9", "no-such-charset"), "café");
   EXPECT_EQ(ConvertToUtf8("\x82\xa0\xff", "shift_jis"), "あÿ");  // 0xFF is no Shift-JIS byte
   EXPECT_EQ(RepairUtf8AsLatin1("ok \xc3\xa9 \xed\xa0\x80"), "ok é \xc3\xad\xc2\xa0\xc2\x80");
-  EXPECT_EQ(DateTimeToUnix(DecodeRfcDate(FormatRfcDate(UnixToDateTime(Gmt(2030, 6, 15, 23, 59, 58))))),
-            Gmt(2030, 6, 15, 23, 59, 58));
+  EXPECT_EQ(
+      DateTimeToUnix(DecodeRfcDate(FormatRfcDate(UnixToDateTime(Gmt(2030, 6, 15, 23, 59, 58))))),
+      Gmt(2030, 6, 15, 23, 59, 58));
   EXPECT_EQ(UnfoldHeader(" a\r\n\tb\r\n"), "a\tb");
 }
 
@@ -413,9 +469,14 @@ TEST(TKwHeadersErrorTest, EmptyAndBlankInputsDecodeToNothing) {
 }
 
 TEST(TKwHeadersErrorTest, LineEndingsAndMissingFinalNewlineGiveTheSameFields) {
-  const std::string lf = "Subject: a\n b\nFrom: x@example.com\nDate: Tue, 1 Jan 2019 09:00:00 +0000";
-  for (const std::string& text : {lf, std::string("Subject: a\r\n b\r\nFrom: x@example.com\r\nDate: Tue, 1 Jan 2019 09:00:00 +0000\r\n"),
-                                  std::string("Subject: a\r b\rFrom: x@example.com\rDate: Tue, 1 Jan 2019 09:00:00 +0000\r")}) {
+  const std::string lf =
+      "Subject: a\n b\nFrom: x@example.com\nDate: Tue, 1 Jan 2019 09:00:00 +0000";
+  for (const std::string& text :
+       {lf,
+        std::string(
+            "Subject: a\r\n b\r\nFrom: x@example.com\r\nDate: Tue, 1 Jan 2019 09:00:00 +0000\r\n"),
+        std::string(
+            "Subject: a\r b\rFrom: x@example.com\rDate: Tue, 1 Jan 2019 09:00:00 +0000\r")}) {
     const auto h = Decode(text);
     EXPECT_EQ(h->Subject, "a b");
     EXPECT_EQ(h->From.Address, "x@example.com");
@@ -424,7 +485,8 @@ TEST(TKwHeadersErrorTest, LineEndingsAndMissingFinalNewlineGiveTheSameFields) {
 }
 
 TEST(TKwHeadersErrorTest, GarbageLinesBecomeCustomHeadersAndNulBytesPass) {
-  const std::string text("no colon here\n:\n\x01\x02\xff: binary\nSubject: a\0b\n", 44);
+  using namespace std::string_literals;
+  const std::string text = "no colon here\n:\n\x01\x02\xff: binary\nSubject: a\0b\n"s;
   const auto h = Decode(text);
   EXPECT_EQ(h->CustomHeaders.size(), 3u);
   EXPECT_TRUE(IsValidUtf8(h->Subject));

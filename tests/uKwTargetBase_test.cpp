@@ -133,7 +133,7 @@ TEST_F(TKwTargetBaseTest, EmailPartsHoldThe30ColumnsSharedDownTheChain) {
   EXPECT_EQ(child.MailMessage().FolderName, "Sent");
 }
 
-TEST_F(TKwTargetBaseTest, ANewFolderClosesTheOpenOneFirstAndAbortStopsPropagation) {
+TEST_F(TKwTargetBaseTest, ANewFolderClosesTheOpenOneFirstAndAbortStopsAllButFinalising) {
   TKwTargetMailFolder pass;
   TRecordingTarget& a = AddRecorder(pass, "A");
   AddRecorder(pass, "B");
@@ -147,8 +147,11 @@ TEST_F(TKwTargetBaseTest, ANewFolderClosesTheOpenOneFirstAndAbortStopsPropagatio
   FJournal.clear();
   a.Abort();
   pass.Abort();
+  pass.ProcessMessage(a.MailMessage());
+  EXPECT_TRUE(FJournal.empty()) << "no message after an abort";
   pass.FinalizeExtractProcess();
-  EXPECT_TRUE(FJournal.empty());
+  EXPECT_EQ(FJournal, (TJournal{"A: end folder", "B: end folder", "A: end", "B: end"}))
+      << "finalising calls still close what was opened";
   EXPECT_FALSE(pass.IsFolderOpen());
 }
 

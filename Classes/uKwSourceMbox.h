@@ -1,0 +1,29 @@
+#pragma once
+// The "Mbox" mail source: one folder, the mbox file named by SourceOptions.Filename, whose
+// messages it cuts out one at a time and hands on as mail messages.
+
+#include <memory>
+#include <unordered_set>
+
+#include "uKwSourceBase.h"
+
+class TKwMbox;
+
+class TKwSourceMailMbox : public TKwSourceMailBase {
+ public:
+  TKwSourceMailMbox();
+  ~TKwSourceMailMbox() override;
+  std::string_view ClassName() const override { return "TKwSourceMailMbox"; }
+
+  bool LoadFolders() override;
+  void ProcessMailFolder(TKwFolderNode& folder) override;
+  bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) override;
+  // Loads message number id (0-based, decimal text) of the open file into message.
+  bool DownloadMessage(const std::string& id, TKwMailMessage& message);
+
+ private:
+  std::string MessageText(int64_t index);
+
+  std::unique_ptr<TKwMbox> FMbox;
+  int64_t FCurrentMessage = -1;
+};

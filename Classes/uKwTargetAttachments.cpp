@@ -1,0 +1,235 @@
+#include "uKwTargetAttachments.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include "uKwActionLog.h"
+#include "uKwAttachments.h"
+#include "uKwDateTime.h"
+#include "uKwFoldersTree.h"
+#include "uKwMailMessage.h"
+#include "uKwMessageName.h"
+#include "uKwSubs.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kCommonAttachmentsFolder = "Attachments/";
+
+// One level of a folder path taken from mail or from a source: never a separator, never
+// "." or "..", never empty.
+std::string SafeFolderLevel(std::string_view text) {
+  std::string level = ReplaceInvalidCharactersFilename(text, "_");
+  if (level.find_first_not_of('.') == std::string::npos) return "_";
+  return level;
+}
+
+std::string AsciiLower(std::string text) {
+  for (char& c : text)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
+  return text;
+}
+
+// The source folder's path, one safe level per component.
+std::string SourceFolderLevels(const TKwFolderInfo& folder) {
+  std::string path = !folder.FolderPathClean.empty() ? folder.FolderPathClean
+                     : !folder.FolderPath.empty()    ? folder.FolderPath
+                                                     : folder.FolderName;
+  std::string levels;
+  size_t start = 0;
+  while (start <= path.size()) {
+    size_t end = path.find_first_of("/\\", start);
+    if (end == std::string::npos) end = path.size();
+    std::string_view component = std::string_view(path).substr(start, end - start);
+    if (!component.empty() && component != "." && component != "..")
+      levels += SafeFolderLevel(component) + "/";
+    start = end + 1;
+  }
+  return levels;
+}
+
+std::string YearMonth(TDateTime localDate) {
+  TKwDateParts parts = DecodeDateTime(localDate);
+  char text[16];
+  std::snprintf(text, sizeof text, "%04d-%02d", parts.Year, parts.Month);
+  return text;
+}
+
+std::string SenderStructureLevels(TSFSubFolderStructure structure, const TKwEmailAddress& from) {
+  const std::string address = SafeFolderLevel(from.Address);
+  const std::string domain = SafeFolderLevel(from.Domain());
+  switch (structure) {
+    case sfsCreateFromAddressPart: return address + "/";
+    case sfsCreateFromDomainPart: return domain + "/";
+    case sfsFromDomainFromAddress: return domain + "/" + address + "/";
+    case sfsFromHashAddress: {
+      // Domain first on purpose: a domain's senders sort together.
+      std::string level = from.Domain() + "@" + from.EmailId() + " [" + CRC32String(from.Address) + "]";
+      return SafeFolderLevel(level) + "/";
+    }
+    default: return {};
+  }
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- filter
+
+void TKwTargetAttachmentsFilter::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Boolean("Enable", Enable);
+  p.Boolean("RemoveAll", RemoveAll);
+  p.Strings("AttachmentsList", AttachmentsList);
+}
+
+void TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachments) const {
+  if (!Enable || attachments.GetCount() == 0) return;
+  if (RemoveAll) {
+    for (int i = attachments.GetCount() - 1; i >= 0; --i) attachments.Delete(i);
+    return;
+  }
+  for (const std::string& name : AttachmentsList) {
+    for (int i = attachments.GetCount() - 1; i >= 0; --i) {
+      const TKwAttachment& attachment = attachments.GetAttachment(i);
+      if (attachment.IsOrdinary() && SameAttachmentName(attachment.FileName, name))
+        attachments.Delete(i);
+    }
+  }
+}
+
+void TKwTargetAttachmentsFilter::ProcessMessage(TKwMailMessage& message) {
+  if (!IsAvailable()) return;
+  StripAttachments(*message.Attachments);
+  TKwTargetMailPassBase::ProcessMessage(message);
+  if (GlobalOptions && GlobalOptions->DetailedLog) {
+    const TKwHeaders& headers = *message.Headers;
+    Log->AddMessageStatusFull(ssProcessed, headers.From.Address, headers.Subject,
+                              headers.SubmitDate.LocalDate());
+  }
+}
+
+// ---------------------------------------------------------------- attachments target
+
+void TKwTargetMailAttachments::Publish(TKwPublisher& p) {
+  TKwTargetMailBase::Publish(p);
+  p.Object("Options", *Options);
+}
+
+std::string TKwTargetMailAttachments::MessageFolder(const TKwMailMessage& message) const {
+  const TKwSingleFilesOptions& o = *Options;
+  std::string folder = IncludeTrailingPathDelimiter(o.TargetFolder);
+  if (o.SubFolderStructure == sfsDontCreateSubFolders) return folder;
+  if (o.FolderStructureUseVariable1 && !o.Variable1.empty()) folder += SafeFolderLevel(o.Variable1) + "/";
+  if (o.SubFolderComputerName) folder += SafeFolderLevel(AsciiLower(GetComputerName())) + "/";
+  if (o.SubFolderUserName) folder += SafeFolderLevel(AsciiLower(GetUserName())) + "/";
+  if (o.SubFolderYearMonth) folder += YearMonth(message.Headers->SubmitDate.LocalDate()) + "/";
+  if (o.SubFolderStructure == sfsLikeEmailSourceFolders)
+    folder += SourceFolderLevels(*FFolderInfo);
+  else
+    folder += SenderStructureLevels(o.SubFolderStructure, message.Headers->From);
+  return folder;
+}
+
+std::string TKwTargetMailAttachments::AttachmentsFolderFor(const TKwMailMessage& message) const {
+  const std::string root = IncludeTrailingPathDelimiter(Options->TargetFolder);
+  const TKwEmailAddress& from = message.Headers->From;
+  switch (Options->AttachmentsFolder) {
+    case afpCommonRoot: return root;
+    case afpCommonSubfolder: return root + std::string(kCommonAttachmentsFolder);
+    case afpNamedAsMessage: {
+      std::string name = BuildDefaultEmailFileName(from.Address, message.Headers->Subject,
+                                                   message.Headers->SubmitDate.LocalDate(), ffNone,
+                                                   Options->Filename->FilenameLength);
+      return MessageFolder(message) + AttachmentDiskName(name) + "/";
+    }
+    case afpNamedAsSenderAddress: return MessageFolder(message) + SafeFolderLevel(from.Address) + "/";
+    case afpNamedAsSenderDomain: return MessageFolder(message) + SafeFolderLevel(from.Domain()) + "/";
+    case afpNamedAsSenderDomainAddress:
+      return MessageFolder(message) + SafeFolderLevel(from.Domain()) + "/" +
+             SafeFolderLevel(from.Address) + "/";
+    default: return MessageFolder(message);
+  }
+}
+
+std::string TKwTargetMailAttachments::AttachmentNameTemplate(const TKwMailMessage& message) const {
+  const TKwAttachmentFilenameOptions& naming = *Options->AttachmentFilename;
+  if (!naming.Enabled || naming.Parts.empty()) return {};
+  const TKwHeaders& h = *message.Headers;
+  std::string nameTemplate = BuildUserDefinedEmailFileName(
+      h.From.Name, h.From.Address, h.From.Domain(), h.ToList.FirstAddress(), h.ToList.FirstDomain(),
+      h.Subject, h.MessageID, message.SourceFilename, naming.Parts, h.SubmitDate.LocalDate(),
+      h.DeliveryDate.LocalDate(), message.Attachments->GetCount() > 0, naming.Separator, ffNone,
+      0, Options->Variable1, Options->Variable2, Options->Variable3,
+      Options->Filename->AttachmentSign, Options->Filename->FilenameLength);
+  return nameTemplate.find(kAttachmentFilenameMarker) == std::string::npos ? std::string()
+                                                                             : nameTemplate;
+}
+
+void TKwTargetMailAttachments::LogError(const std::string& error, const std::string& fileName) {
+  const TKwHeaders& h = *FMailMessage->Headers;
+  Log->AddErrorFull(error, "Cannot save attachment", fileName, FFolderInfo->FolderName, h.From.Address,
+                    h.Subject, h.SubmitDate.LocalDate());
+}
+
+void TKwTargetMailAttachments::RecordResults(const TKwAttachmentsList& attachments) {
+  for (const TKwAttachmentSaveResult& result : attachments.LastResults()) {
+    switch (result.Save.Status) {
+      case ssSaved: Log->IncSaved(); ++FWritten; break;
+      case ssRenamed: Log->IncRenamed(); ++FWritten; break;
+      case ssOverwritten: Log->IncOverwritten(); ++FWritten; break;
+      case ssSkipped: Log->IncSkipped(); ++FSkipped; break;
+      default:
+        ++FFailed;
+        LogError(result.Save.ErrorMessage, result.Save.FileName);
+    }
+  }
+}
+
+void TKwTargetMailAttachments::SaveMessageAttachments(TKwMailMessage& message) {
+  TKwAttachmentsList& attachments = *FMailMessage->Attachments;
+  if (Options->TargetFolder.empty()) {
+    ++FFailed;
+    LogError("No target folder", "");
+    return;
+  }
+  const std::string folder = AttachmentsFolderFor(*FMailMessage);
+  std::error_code ec;
+  fs::create_directories(folder, ec);
+  if (ec || !fs::is_directory(folder, ec)) {
+    ++FFailed;
+    LogError("Cannot create folder \"" + folder + "\". " + ec.message(), folder);
+    return;
+  }
+  attachments.DuplicatedFilesAction = Options->DuplicatedFilesAction;
+  attachments.SaveAttachments(folder, Options->TargetFolder, AttachmentNameTemplate(*FMailMessage),
+                              Options->SaveInlineAttachments);
+  RecordResults(attachments);
+  // The links let a later target of the same message point at the files.
+  message.Attachments->Links = attachments.Links;
+  if (Options->SaveImagesToAttachmentsFolder) {
+    attachments.SaveInlineImages(folder);
+    RecordResults(attachments);
+  }
+}
+
+void TKwTargetMailAttachments::LogMessageStatus() {
+  if (!GlobalOptions || !GlobalOptions->DetailedLog) return;
+  const TKwHeaders& h = *FMailMessage->Headers;
+  Log->AddMessageStatusFull(FSaveStatus, h.From.Address, h.Subject, h.SubmitDate.LocalDate());
+}
+
+void TKwTargetMailAttachments::ProcessMessage(TKwMailMessage& message) {
+  if (!IsAvailable()) return;
+  TKwTargetMailBase::ProcessMessage(message);
+  FMailMessage->SaveOptions->Assign(*Options);
+  FWritten = FSkipped = FFailed = 0;
+  const TKwAttachmentsList& attachments = *FMailMessage->Attachments;
+  bool hasWork = attachments.GetAttachCount() > 0 ||
+                 (attachments.GetInlineCount() > 0 &&
+                  (Options->SaveInlineAttachments || Options->SaveImagesToAttachmentsFolder));
+  if (hasWork) SaveMessageAttachments(message);
+  FSaveStatus = FFailed > 0 ? ssError : FWritten > 0 ? ssSaved : FSkipped > 0 ? ssSkipped : ssProcessed;
+  LogMessageStatus();
+}

@@ -1,0 +1,172 @@
+// Runs of whole trees: an mbox source feeding the single-files and mbox targets.
+
+#include "uKwSourceMbox.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "TestSupport.h"
+#include "uKwActionLog.h"
+#include "uKwMbox.h"
+#include "uKwParameters.h"
+#include "uKwTargetMbox.h"
+#include "uKwTargetSingleFiles.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string Message(const std::string& id, const std::string& from, const std::string& subject,
+                    const std::string& body) {
+  std::string text = "From " + from + " Mon Jan 15 10:00:00 2024\n";
+  text += "From: " + from + "\nTo: team@example.com\nSubject: " + subject + "\n";
+  text += "Date: Mon, 15 Jan 2024 10:00:00 +0000\n";
+  if (!id.empty()) text += "Message-ID: <" + id + ">\n";
+  text += "\n" + body + "\n\n";
+  return text;
+}
+
+// Three distinct messages, one of them twice, and a body line that mboxrd escapes.
+std::string SampleMbox() {
+  return Message("a@x", "ann@example.org", "First", "Hello") +
+         Message("b@x", "bob@example.com", "Second", ">From the archive\nbye") +
+         Message("a@x", "ann@example.org", "First", "Hello") +
+         Message("c@x", "cid@example.org", "Third", "Third body");
+}
+
+class MboxRunTest : public ::testing::Test {
+ protected:
+  TTempHome FHome;
+  TKwGlobalOptions FGlobal;
+
+  std::unique_ptr<TKwSourceMailMbox> Source(const std::string& mboxText) {
+    WriteFileText(FHome / "in.mbox", mboxText);
+    auto source = std::make_unique<TKwSourceMailMbox>();
+    source->ItemType = stiMailSrcMbox;
+    source->Caption = "Mbox Format";
+    source->GlobalOptions = &FGlobal;
+    source->SourceOptions->Filename = (FHome / "in.mbox").string();
+    return source;
+  }
+  TKwTargetMailSingleFiles& AddFiles(TKwActionBase& parent, const std::string& folder) {
+    auto& target = static_cast<TKwTargetMailSingleFiles&>(parent.GetChild(parent.AddChild(stiMailTarSingleFiles)));
+    target.Options->TargetFolder = folder;
+    target.Options->SubFolderStructure = sfsCreateFromDomainPart;
+    return target;
+  }
+  TKwTargetMailMbox& AddMbox(TKwActionBase& parent, const std::string& file) {
+    auto& target = static_cast<TKwTargetMailMbox&>(parent.GetChild(parent.AddChild(stiMailTarMbox)));
+    target.TargetFilename = file;
+    return target;
+  }
+  static int CountFiles(const fs::path& root, const std::string& extension) {
+    int n = 0;
+    if (!fs::exists(root)) return 0;
+    for (auto& entry : fs::recursive_directory_iterator(root))
+      n += entry.is_regular_file() && entry.path().extension() == extension;
+    return n;
+  }
+  static int64_t MessagesIn(const fs::path& mbox) {
+    TKwMbox reader(mbfMboxrd);
+    std::string error;
+    return reader.LoadFromFile(mbox.string(), mbmRead, error) ? reader.Count() : -1;
+  }
+};
+
+}  // namespace
+
+TEST_F(MboxRunTest, WritesOneFilePerDistinctMessageInDomainFolders) {
+  auto source = Source(SampleMbox());
+  AddFiles(*source, (FHome / "eml").string());
+  source->Execute();
+  EXPECT_EQ(source->GetLog().ErrorsCount(), 0);
+  EXPECT_EQ(source->GetLog().Processed, 3) << "the duplicate inside the file counts once";
+  EXPECT_EQ(CountFiles(FHome / "eml" / "example.org", ".eml"), 2);
+  EXPECT_EQ(CountFiles(FHome / "eml" / "example.com", ".eml"), 1);
+  EXPECT_EQ(source->GetChild(0).GetLog().Saved, 3);
+  // The escaped body line comes back unescaped in the written message.
+  for (auto& entry : fs::recursive_directory_iterator(FHome / "eml" / "example.com"))
+    EXPECT_NE(ReadFileText(entry.path()).find("\nFrom the archive"), std::string::npos);
+}
+
+TEST_F(MboxRunTest, AnMboxCopyNeverHoldsAMessageTwiceAcrossRuns) {
+  auto source = Source(SampleMbox());
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  source->Execute();
+  EXPECT_EQ(MessagesIn(FHome / "copy.mbox"), 3);
+  source->Execute();
+  EXPECT_EQ(MessagesIn(FHome / "copy.mbox"), 3) << "a second run appends nothing";
+  EXPECT_EQ(source->GetLog().Skipped, 3) << "the target held them already";
+}
+
+TEST_F(MboxRunTest, TheProcessedMessageLogLetsASecondRunHandleOnlyNewMail) {
+  auto source = Source(SampleMbox());
+  source->SourceOptions->CopyToSourceLog = true;
+  AddFiles(*source, (FHome / "eml").string());
+  source->Execute();
+  EXPECT_EQ(source->GetLog().Processed, 3);
+  ASSERT_FALSE(source->SourceId.empty());
+  WriteFileText(FHome / "in.mbox", SampleMbox() + Message("d@x", "dan@example.net", "Fourth", "new"));
+  source->Execute();
+  EXPECT_EQ(source->GetLog().Processed, 1) << "only the new message";
+  EXPECT_EQ(source->GetChild(0).GetLog().Saved, 1);
+  EXPECT_EQ(CountFiles(FHome / "eml", ".eml"), 4);
+}
+
+TEST_F(MboxRunTest, MessagesWithoutIdShareThePlaceholderId) {
+  auto source = Source(Message("", "ann@example.org", "No id", "one") + Message("", "ann@example.org", "No id", "two"));
+  source->SourceOptions->CopyToSourceLog = true;
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  source->Execute();
+  EXPECT_EQ(source->GetLog().Processed, 1) << "same sender, date and no Message-ID: one unique id";
+}
+
+TEST_F(MboxRunTest, AnAbortedRunLeavesValidOutputFiles) {
+  std::string big;
+  for (int i = 0; i < 400; ++i)
+    big += Message("m" + std::to_string(i) + "@x", "ann@example.org", "Message " + std::to_string(i), "body");
+  auto source = Source(big);
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  int seen = 0;
+  source->OnProgress = [&](TKwActionBase& sender, int, const std::string&, const std::string&, TRunningStatus) {
+    if (++seen == 50) sender.Abort();
+  };
+  source->Execute();
+  EXPECT_TRUE(source->IsAborted());
+  int64_t written = MessagesIn(FHome / "copy.mbox");
+  EXPECT_GE(written, 49);
+  EXPECT_LT(written, 400);
+  EXPECT_EQ(source->GetChild(0).GetLog().Saved, written) << "every counted message is in the file, whole";
+}
+
+// ---- error paths
+
+TEST_F(MboxRunTest, AMissingMboxIsAnEmptyFolderAndAFolderIsAnOpenError) {
+  auto source = Source("");
+  fs::remove(FHome / "in.mbox");
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  source->Execute();
+  EXPECT_EQ(source->GetLog().Processed, 0);
+  EXPECT_EQ(source->GetLog().ErrorsCount(), 0);
+
+  fs::create_directory(FHome / "in.mbox");
+  source->SourceFolders->Clear();
+  source->Execute();
+  ASSERT_EQ(source->GetLog().ErrorsCount(), 1);
+  EXPECT_EQ(source->GetLog().GetError(0).Description, "File open error");
+}
+
+TEST_F(MboxRunTest, BrokenMessagesAndUnwritableTargetsDoNotStopTheRun) {
+  std::string text = "Garbage before the first separator\n" + Message("a@x", "ann@example.org", "Ok", "fine") +
+                     "From broken\n\n\n" + Message("c@x", "cid@example.org", "Also ok", "fine");
+  auto source = Source(text);
+  WriteFileText(FHome / "blocked", "a file where the target folder should be");
+  AddFiles(*source, (FHome / "blocked" / "eml").string());
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  source->Execute();
+  EXPECT_GE(source->GetLog().Processed, 2);
+  EXPECT_GE(source->GetChild(0).GetLog().ErrorsCount(), 2) << "each failed file is an error entry";
+  EXPECT_GE(MessagesIn(FHome / "copy.mbox"), 2) << "the other target still got every message";
+}
