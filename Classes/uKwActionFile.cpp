@@ -4,7 +4,9 @@
 #include <fstream>
 #include <sstream>
 
+#include "uKwActionJob.h"
 #include "uKwJson.h"
+#include "uKwSourceBase.h"
 #include "uKwStream.h"
 
 using json = nlohmann::ordered_json;
@@ -121,6 +123,49 @@ json ActionToJson(TKwActionBase& action) {
   PropertiesToJson(action, out);
   out.erase("ItemType");
   return out;
+}
+
+namespace {
+
+// Adds the SourceId of each source in the tree to the matching JSON object.
+void MergeSourceIds(TKwActionBase& action, json& node) {
+  if (auto* source = dynamic_cast<TKwSourceMailBase*>(&action); source && !source->SourceId.empty())
+    node["SourceId"] = source->SourceId;
+  // A job's id names its reports: it must not change from run to run either.
+  if (auto* job = dynamic_cast<TKwBaseActionJob*>(&action); job && !node.contains("JobId")) node["JobId"] = job->JobId;
+  auto children = node.find("children");
+  if (children == node.end() || !children->is_array()) return;
+  // Children the loader skipped have no action; match the rest by kind, in order.
+  size_t next = 0;
+  for (int i = 0; i < action.GetChildCount(); ++i) {
+    TKwActionBase& child = action.GetChild(i);
+    std::string kind = SourceTargetItemToString(child.ItemType);
+    while (next < children->size() && !((*children)[next].is_object() && (*children)[next].value("kind", "") == kind))
+      ++next;
+    if (next == children->size()) return;
+    MergeSourceIds(child, (*children)[next++]);
+  }
+}
+
+}  // namespace
+
+bool StoreSourceIds(TKwActionBase& action, const std::string& fileName, std::string& error) {
+  if (LowerExtension(fileName) != ".json") return action.SaveToFile(fileName, error);
+  std::ifstream in(fileName, std::ios::binary);
+  json document = json::parse(in, nullptr, false);
+  if (document.is_discarded() || !document.is_object()) {
+    error = "Cannot read \"" + fileName + "\" back";
+    return false;
+  }
+  MergeSourceIds(action, document);
+  std::ofstream out(fileName, std::ios::binary | std::ios::trunc);
+  out << document.dump(2) << "\n";
+  out.close();
+  if (!out) {
+    error = "Cannot write file \"" + fileName + "\"";
+    return false;
+  }
+  return true;
 }
 
 bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error) {

@@ -28,6 +28,13 @@ TKwActionLoadResult LoadActionFromFile(const std::string& fileName);
 // {"kind": ..., stored properties..., "children": [...]}
 nlohmann::ordered_json ActionToJson(TKwActionBase& action);
 
+// Sources get their SourceId at their first run, and it must persist so that the next run
+// finds their processed-message log (and a job keeps its JobId, which names its reports).
+// Writes the ids of `action`'s tree into fileName, which holds that tree: a JSON file
+// keeps its own members and gains "SourceId" and "JobId" where it had none; an action
+// file is saved anew. False with a reason when it cannot be written.
+bool StoreSourceIds(TKwActionBase& action, const std::string& fileName, std::string& error);
+
 // Writes by the extension of `fileName`: ".json" the JSON form, anything else the
 // action file. False with a reason when the file cannot be written.
 bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error);

@@ -104,7 +104,8 @@ TKwIPToCountry::TKwIPToCountry(std::string_view dataFolder, std::string_view doc
 TKwIPToCountry::~TKwIPToCountry() = default;
 
 void TKwIPToCountry::PrepareDatabase(std::string_view documentsFolder) {
-  const std::string droppedCSV = IncludeTrailingPathDelimiter(documentsFolder) + std::string(kCSVName);
+  const std::string droppedCSV =
+      IncludeTrailingPathDelimiter(documentsFolder) + std::string(kCSVName);
   std::error_code ec;
   if (!FileExists(FDBFilename) && !documentsFolder.empty() && FileExists(droppedCSV) &&
       fs::copy_file(droppedCSV, FCSVFilename, fs::copy_options::overwrite_existing, ec))
@@ -157,14 +158,16 @@ bool TKwIPToCountry::ImportCSVLines(std::istream& input) {
     if (IsSkippedLine(line)) continue;
     const std::vector<std::string> values = SplitCSVLine(line);
     int64_t from = 0, to = 0, assigned = 0;
-    if (values.size() < kCSVColumnCount || !ParseInt64(values[0], from) || !ParseInt64(values[1], to))
+    if (values.size() < kCSVColumnCount || !ParseInt64(values[0], from) ||
+        !ParseInt64(values[1], to))
       continue;
     ParseInt64(values[3], assigned);  // a missing date is stored as 0
     insert.BindInt64(1, from);
     insert.BindInt64(2, to);
     insert.BindText(3, values[2]);
     insert.BindInt64(4, assigned);
-    for (int column = 4; column < kCSVColumnCount; ++column) insert.BindText(column + 1, values[column]);
+    for (int column = 4; column < kCSVColumnCount; ++column)
+      insert.BindText(column + 1, values[column]);
     // A range listed twice breaks the key: that line is left out, the import goes on.
     if (insert.Execute()) ++imported;
   }

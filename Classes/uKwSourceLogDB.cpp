@@ -1,6 +1,5 @@
 #include "uKwSourceLogDB.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -18,6 +17,13 @@ constexpr std::string_view kLogExtension = ".db";
 // Two actions sharing a SourceId may write the file at the same time; wait for the other
 // one's lock rather than fail the message.
 constexpr int kBusyTimeoutMilliseconds = 5000;
+
+// Every processed message is committed on its own. With the default rollback journal each
+// commit waits for the disk (about 85 inserts a second measured on a virtual disk); with
+// the write-ahead log and normal syncing, about 7,000. A power cut may then lose the last
+// few rows, never the file's consistency: at worst a few messages are processed again.
+// The connection closing last folds the "-wal" file back and removes it.
+constexpr std::string_view kJournalPragmas = "PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL";
 
 // The file's schema, verbatim: other programs read these logs and compare the schema text.
 constexpr std::string_view kSchemaStatements[] = {
@@ -74,7 +80,8 @@ void TKwSourceLogDB::CreateDatabase(std::string_view SourceId) {
 bool TKwSourceLogDB::OpenDatabase() {
   if (!FDatabase.Open(FDatabaseFilename)) return SetError("open", FDatabase.LastError());
   FDatabase.SetBusyTimeout(kBusyTimeoutMilliseconds);
-  if (const char* experiment = std::getenv("QUILLON_SRCLOG_PRAGMAS")) FDatabase.Exec(experiment);  // TEMP
+  // Failure here is harmless: the log then keeps the rollback journal and full syncs.
+  FDatabase.Exec(kJournalPragmas);
   return true;
 }
 
@@ -115,10 +122,9 @@ void TKwSourceLogDB::AddMessage(std::string_view UniqueId, TDateTime MessageDate
   if (!FLookup.IsPrepared() || ExistMessageInDB(UniqueId)) return;
   if (!FInsert.IsPrepared() && !FInsert.Prepare(FDatabase, kInsert))
     Throw("prepare insert", FInsert.LastError());
-  const bool bound = FInsert.BindText(1, UniqueId) &&
-                     FInsert.BindDouble(2, DateTimeToJulianDate(NowLocal())) &&
-                     FInsert.BindDouble(3, DateTimeToJulianDate(MessageDate)) &&
-                     FInsert.BindText(4, Subject);
+  const bool bound =
+      FInsert.BindText(1, UniqueId) && FInsert.BindDouble(2, DateTimeToJulianDate(NowLocal())) &&
+      FInsert.BindDouble(3, DateTimeToJulianDate(MessageDate)) && FInsert.BindText(4, Subject);
   if (!bound || !FInsert.Execute()) Throw("insert", FInsert.LastError());
 }
 

@@ -7,6 +7,8 @@
 //        msg_uniqueid TEXT), indexed on slog_date, msg_date and msg_uniqueid.
 // slog_date is the local time of logging and msg_date the message's local date, both as
 // Julian days; texts are UTF-8. Rows accumulate run after run; nothing here deletes them.
+// While open the file is in write-ahead-log mode ("-wal" and "-shm" files beside it, folded
+// back when the last connection closes), so that committing each row stays cheap.
 //
 // A log that cannot be created or opened (unreadable, not a database) sets the error flag
 // and then behaves as an empty log that records nothing: it never makes a run skip a
@@ -34,7 +36,9 @@ class EKwSourceLogError : public std::runtime_error {
 // Day 0 of TDateTime (1899-12-30 00:00) is Julian day 2415018.5.
 inline constexpr double kJulianDayOfDateTimeZero = 2415018.5;
 constexpr double DateTimeToJulianDate(TDateTime value) { return value + kJulianDayOfDateTimeZero; }
-constexpr TDateTime JulianDateToDateTime(double julian) { return julian - kJulianDayOfDateTimeZero; }
+constexpr TDateTime JulianDateToDateTime(double julian) {
+  return julian - kJulianDayOfDateTimeZero;
+}
 
 class TKwSourceLogDB {
  public:

@@ -9,16 +9,20 @@ namespace {
 
 // SQLite's message for a connection, or for a code when there is no connection to ask.
 std::string ErrorText(sqlite3* database, int code) {
-  if (database != nullptr && sqlite3_errcode(database) != SQLITE_OK) return sqlite3_errmsg(database);
+  if (database != nullptr && sqlite3_errcode(database) != SQLITE_OK)
+    return sqlite3_errmsg(database);
   return sqlite3_errstr(code);
 }
 
 int OpenFlags(TKwSqliteDatabase::TOpenMode mode) {
   const int common = SQLITE_OPEN_NOMUTEX;
   switch (mode) {
-    case TKwSqliteDatabase::omReadOnly: return common | SQLITE_OPEN_READONLY;
-    case TKwSqliteDatabase::omReadWrite: return common | SQLITE_OPEN_READWRITE;
-    case TKwSqliteDatabase::omReadWriteCreate: break;
+    case TKwSqliteDatabase::omReadOnly:
+      return common | SQLITE_OPEN_READONLY;
+    case TKwSqliteDatabase::omReadWrite:
+      return common | SQLITE_OPEN_READWRITE;
+    case TKwSqliteDatabase::omReadWriteCreate:
+      break;
   }
   return common | SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
 }
@@ -155,8 +159,8 @@ bool TKwSqliteStatement::Prepare(TKwSqliteDatabase& database, std::string_view s
   FDatabase = database.Handle();
   if (FDatabase == nullptr) return Refuse(SQLITE_MISUSE, "database not open");
   if (!FitsInt(sql)) return Refuse(SQLITE_TOOBIG, "statement too long");
-  const int code = sqlite3_prepare_v2(FDatabase, sql.data(), static_cast<int>(sql.size()),
-                                      &FHandle, nullptr);
+  const int code =
+      sqlite3_prepare_v2(FDatabase, sql.data(), static_cast<int>(sql.size()), &FHandle, nullptr);
   if (code == SQLITE_OK && FHandle == nullptr) return Refuse(SQLITE_MISUSE, "empty statement");
   return Check(code, {});
 }
@@ -171,9 +175,9 @@ bool TKwSqliteStatement::BindText(int index, std::string_view value) {
   if (!FitsInt(value)) return Refuse(SQLITE_TOOBIG, "text too long");
   // An empty view may carry a null pointer, which SQLite would bind as NULL.
   const char* bytes = value.data() != nullptr ? value.data() : "";
-  return Check(sqlite3_bind_text(FHandle, index, bytes, static_cast<int>(value.size()),
-                                 SQLITE_TRANSIENT),
-               "bind");
+  return Check(
+      sqlite3_bind_text(FHandle, index, bytes, static_cast<int>(value.size()), SQLITE_TRANSIENT),
+      "bind");
 }
 
 bool TKwSqliteStatement::BindInt(int index, int value) {

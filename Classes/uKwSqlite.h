@@ -51,7 +51,7 @@ class TKwSqliteDatabase {
 
   const std::string& LastError() const { return FLastError; }
   int LastErrorCode() const { return FLastErrorCode; }  // extended SQLite result code, 0 when none
-  sqlite3* Handle() const { return FHandle; }  // for TKwSqliteStatement; null when closed
+  sqlite3* Handle() const { return FHandle; }           // for TKwSqliteStatement; null when closed
 
  private:
   friend class TKwSqliteStatement;

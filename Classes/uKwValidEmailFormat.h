@@ -32,13 +32,16 @@ class TFileFormats {
   constexpr bool operator==(const TFileFormats&) const = default;
 
  private:
-  static constexpr uint64_t Bit(TFileFormat format) { return uint64_t{1} << static_cast<int>(format); }
+  static constexpr uint64_t Bit(TFileFormat format) {
+    return uint64_t{1} << static_cast<int>(format);
+  }
   static_assert(TFileFormatCount <= 64);
   uint64_t FBits = 0;
 };
 
 // Every format a message file can have: what the single-files source asks for.
-inline constexpr TFileFormats kMessageFileFormats{ffSfEml, ffSfPdf, ffSfMsg, ffSfMht, ffSfZip, ffSf7z};
+inline constexpr TFileFormats kMessageFileFormats{ffSfEml, ffSfPdf, ffSfMsg,
+                                                  ffSfMht, ffSfZip, ffSf7z};
 
 // Format: the single-file format of the name; Encrypted: it is the encrypted variant
 // ("name._eml"). ".eml" and ".msg" files are always message files; ".pdf", ".mht", ".zip"
@@ -60,7 +63,8 @@ std::vector<std::string> ListMessageFiles(std::string_view folder,
 
 // How many files ListMessageFiles would give, in folder and, when recursive, in every
 // folder below it.
-int CountMessagesInFolder(std::string_view folder, TFileFormats allowedFormats = kMessageFileFormats,
+int CountMessagesInFolder(std::string_view folder,
+                          TFileFormats allowedFormats = kMessageFileFormats,
                           bool recursive = false);
 
 // Whether folder or any folder below it holds a message file; stops at the first one.

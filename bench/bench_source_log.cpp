@@ -36,8 +36,8 @@ class TBenchLog {
  public:
   TBenchLog() {
     const char* base = std::getenv("QUILLON_BENCH_DIR");
-    const std::filesystem::path parent = base && *base ? std::filesystem::path(base)
-                                                       : std::filesystem::temp_directory_path();
+    const std::filesystem::path parent =
+        base && *base ? std::filesystem::path(base) : std::filesystem::temp_directory_path();
     std::string pattern = (parent / "quillon-bench-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) return;
     FFolder = pattern;
@@ -62,7 +62,8 @@ class TBenchLog {
     TKwSqliteDatabase database;
     if (!database.Open(Log.DatabaseFilename())) return;
     TKwSqliteStatement insert(
-        database, "INSERT INTO SLOG (msg_uniqueid, slog_date, msg_date, msg_subject ) VALUES (?,?,?,?)");
+        database,
+        "INSERT INTO SLOG (msg_uniqueid, slog_date, msg_date, msg_subject ) VALUES (?,?,?,?)");
     TKwSqliteTransaction transaction(database);
     const double now = DateTimeToJulianDate(NowLocal());
     for (int64_t i = 0; i < kLogSize; ++i) {
@@ -90,7 +91,8 @@ void BM_LookupLoggedId(benchmark::State& state) {
   TBenchLog* bench = BenchLog(state);
   if (!bench) return;
   int64_t step = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(bench->Log.ExistMessageInDB(UniqueIdOf(2 * Scatter(++step))));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(bench->Log.ExistMessageInDB(UniqueIdOf(2 * Scatter(++step))));
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_LookupLoggedId)->MinTime(2);
@@ -100,7 +102,8 @@ void BM_LookupNewId(benchmark::State& state) {
   TBenchLog* bench = BenchLog(state);
   if (!bench) return;
   int64_t step = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(bench->Log.ExistMessageInDB(UniqueIdOf(2 * Scatter(++step) + 1)));
+  for (auto _ : state)
+    benchmark::DoNotOptimize(bench->Log.ExistMessageInDB(UniqueIdOf(2 * Scatter(++step) + 1)));
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(BM_LookupNewId)->MinTime(2);

@@ -17,6 +17,7 @@
 #include "uKwDateTime.h"
 #include "uKwLogSubs.h"
 #include "uKwParameters.h"
+#include "uKwSourceBase.h"
 
 namespace {
 
@@ -82,6 +83,15 @@ void PrintErrors(TKwActionBase& action, int& budget) {
   for (int i = 0; i < action.GetChildCount(); ++i) PrintErrors(action.GetChild(i), budget);
 }
 
+// Sources that have not run yet have no id; their first run gives them one.
+bool HasSourceWithoutId(TKwActionBase& action) {
+  if (auto* source = dynamic_cast<TKwSourceMailBase*>(&action); source && source->SourceId.empty() && source->Enabled)
+    return true;
+  for (int i = 0; i < action.GetChildCount(); ++i)
+    if (HasSourceWithoutId(action.GetChild(i))) return true;
+  return false;
+}
+
 // The run report in the logs folder, as a job leaves it; "" when it cannot be written.
 std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTime start) {
   TKwMainLog mainLog;
@@ -114,6 +124,7 @@ int RunRun(const std::string& fileName, bool quiet) {
   };
   root.OnProgress = [&](TKwActionBase&, int position, const std::string& folder, const std::string& total,
                         TRunningStatus) { progress.Update(folder, position, std::atol(total.c_str())); };
+  bool newSourceIds = HasSourceWithoutId(root);
   TDateTime start = NowLocal();
   {
     TAbortWatcher watcher(root);
@@ -126,6 +137,13 @@ int RunRun(const std::string& fileName, bool quiet) {
   PrintErrors(root, budget);
   if (budget == 0) std::cerr << "(more errors in the report)\n";
   std::string report = SaveReport(root, fileName, start);
+  if (newSourceIds && !HasSourceWithoutId(root)) {
+    std::string error;
+    if (StoreSourceIds(root, fileName, error))
+      std::cerr << "The new source id was stored in " << fileName << " for the next run.\n";
+    else
+      PrintError(error);
+  }
   std::cout << fmt::format("{} processed, {} saved, {} skipped, {} errors\n", totals.Processed,
                            totals.Saved, totals.Skipped, totals.Errors);
   if (!report.empty()) std::cout << "Report: " << report << "\n";

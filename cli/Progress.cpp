@@ -23,6 +23,7 @@ void TProgressPrinter::Update(const std::string& folder, long position, long tot
   FFolder = folder;
   FPosition = position;
   FTotal = total;
+  FAnyProgress = true;
   Draw(false);
 }
 
@@ -58,5 +59,8 @@ void TProgressPrinter::Finish() {
     Draw(true);
     std::fputs("\n", stderr);
     FBarShown = false;
+  } else if (FAnyProgress && !FTerminal) {
+    Draw(true);  // the last plain line tells where the run ended
   }
+  FAnyProgress = false;
 }

@@ -25,4 +25,5 @@ class TProgressPrinter {
   long FPosition = 0, FTotal = 0, FDone = 0;
   std::chrono::steady_clock::time_point FStart, FLastDraw;
   bool FBarShown = false;
+  bool FAnyProgress = false;
 };

@@ -179,8 +179,9 @@ def text_part(text, charset="us-ascii", cte="7bit", subtype="plain", params=""):
 
 
 def rfc2231_params(name, value, charset, segment=42):
-    """name*=charset''value, cut into name*0*, name*1*, ... when long; a cut
-    never splits a %XX escape."""
+    """name*=charset''value, cut into name*0*, name*1*, ... when long. A cut
+    never splits a %XX escape but may split a multi-byte character: the
+    segments are joined before the charset is applied, and readers must do so."""
     encoded = quote(value.encode(charset), safe="!#$&+-.^_`|~")
     if len(encoded) <= segment:
         return [f"{name}*={charset}''{encoded}"]
@@ -468,6 +469,13 @@ def write_outputs(mails, out_dir):
         "file": "sample.mbox",
         "format": "mboxrd",
         "line_ends": "LF",
+        "fields": {
+            "date": "the Date header with its own offset; date_utc the same instant in UTC",
+            "attachments": "file names of the parts that carry one, decoded, in MIME order",
+            "inner_messages": "message/rfc822 parts (a forwarded message, a bounced original)",
+            "duplicate_of": "index of the earlier, byte-identical message, or null",
+            "escaped_from_lines": "lines the mbox quotes with one more '>' (^>*From )",
+        },
         "count": len(manifest),
         "unique_count": sum(1 for m in manifest if not m["is_duplicate"]),
         "messages": manifest,
@@ -717,7 +725,7 @@ def digest_mail(key, month, date, stories):
     for title, story in stories:
         text += f"{title}\n{'=' * len(title)}\n{story}\n\n"
         html += f"<h2>{title}</h2>\n<p>{story}</p>\n"
-    unsubscribe = f"https://lists.example.com/unsubscribe?list=digest&u={short_hash(key, length=8)}"
+    unsubscribe = f"https://lists.example.com/unsubscribe?u={short_hash(key, length=8)}"
     text += f"You receive this digest as a member of the association.\nUnsubscribe: {unsubscribe}\n"
     html += (f"<p style=\"font-size: small\">You receive this digest as a member of the "
              f"association. <a href=\"{unsubscribe}\">Unsubscribe</a></p>\n</body></html>\n")
@@ -732,7 +740,9 @@ def digest_mail(key, month, date, stories):
 def bounce(m):
     sent = when("2024-01-16 14:02:07", 0)
     original = Entity(
-        [received(f"ws-mira-castell.example.org ([{ip_in('192.0.2', OWNER.addr)}])",
+        [received(f"{OUR_SUBMISSION[0]} ({OUR_SUBMISSION[0]} [{OUR_SUBMISSION[1]}])",
+                  DAEMON.addr.split("@")[1], "ESMTPS", stamp(sent, 1, UTC), PIERS.addr),
+         received(f"ws-mira-castell.example.org ([{ip_in('192.0.2', OWNER.addr)}])",
                   OUR_SUBMISSION[0], "ESMTPSA", stamp(sent, 0, UTC)),
          address_header("From", [OWNER]), address_header("To", [PIERS]),
          "Subject: Samples for your showroom", f"Date: {format_datetime(sent)}",
@@ -1000,17 +1010,14 @@ def late_february(m):
 
 
 def build_mails():
-    m = {}
+    m = {}  # in file order; later messages refer to earlier ones by key
     for part in (first_week, second_week, third_week, bounce, fourth_week):
         part(m)
-    mails = list(m.values())
-    mails.append(m["order"])  # an exact copy: same separator, headers and body
-    late = {}
-    late.update(m)
+    mails = list(m.values()) + [m["order"]]  # an exact copy: same separator, headers, body
+    written = len(m)
     for part in (february, late_february):
-        part(late)
-    mails += [mail for key, mail in late.items() if key not in m]
-    return mails
+        part(m)
+    return mails + list(m.values())[written:]
 
 
 def main(argv):

@@ -122,7 +122,8 @@ TEST(TKwIPToCountryTest, MovesACsvFromTheDocumentsFolderOnlyWhenThereIsNoTable) 
     EXPECT_FALSE(fs::exists(documents / "IpToCountry.csv"));
     EXPECT_EQ(Lookup(table, "1.0.0.1").Name, "Australia");
   }
-  WriteFileText(documents / "IpToCountry.csv", "\"16777216\",\"16777471\",\"x\",\"0\",\"AU\",\"AUS\",\"Elsewhere\"\n");
+  WriteFileText(documents / "IpToCountry.csv",
+                "\"16777216\",\"16777471\",\"x\",\"0\",\"AU\",\"AUS\",\"Elsewhere\"\n");
   TKwIPToCountry again(data.string(), documents.string());
   EXPECT_TRUE(fs::exists(documents / "IpToCountry.csv"));
   EXPECT_EQ(Lookup(again, "1.0.0.1").Name, "Australia");
@@ -133,10 +134,11 @@ TEST(TKwIPToCountryTest, ANewCsvInTheDataFolderReplacesTheTable) {
   DropFixture(data.Path());
   { TKwIPToCountry first(data.Path().string(), ""); }
   // CRLF line ends, a byte-order mark and blanks around unquoted values.
-  WriteFileText(data / "IpToCountry.csv",
-                "\xEF\xBB\xBF\"16777216\",\"16777471\",\"apnic\",\"0\",\"AU\",\"AUS\",\"Renamed\"\r\n"
-                "# comment\r\n"
-                " 3405803776 , 3405804031 ,ripencc, 5 ,NL, NLD ,Netherlands\r\n");
+  WriteFileText(
+      data / "IpToCountry.csv",
+      "\xEF\xBB\xBF\"16777216\",\"16777471\",\"apnic\",\"0\",\"AU\",\"AUS\",\"Renamed\"\r\n"
+      "# comment\r\n"
+      " 3405803776 , 3405804031 ,ripencc, 5 ,NL, NLD ,Netherlands\r\n");
   TKwIPToCountry second(data.Path().string(), "");
   EXPECT_EQ(second.ImportedRowCount(), 2);
   EXPECT_EQ(Lookup(second, "1.0.0.1").Name, "Renamed");

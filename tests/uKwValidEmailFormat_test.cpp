@@ -37,7 +37,8 @@ const TNameCase kNameCases[] = {
     {"backup.zip", false, ffSfZip, false, "an archive from elsewhere"},
     {kWrittenByUs + ".zip", true, ffSfZip, false, "an archive the engine wrote"},
     {kWrittenByUs + ".7z", true, ffSf7z, false, "a 7z archive the engine wrote"},
-    {"0123456789ABCDEF012345678!/report.pdf", false, ffSfPdf, false, "the id must be in the name itself"},
+    {"0123456789ABCDEF012345678!/report.pdf", false, ffSfPdf, false,
+     "the id must be in the name itself"},
     {"0123456789abcdef012345678!.pdf", false, ffSfPdf, false, "ids are upper-case"},
     {kWrittenByUs + ".txt", false, ffSfTxt, false, "text output is never re-read"},
     {kWrittenByUs + ".htm", false, ffSfHtm, false, "nor is HTML output"},
@@ -83,9 +84,9 @@ TEST(CountMessagesInFolderTest, CountsMessageFilesHereAndBelowWhenAsked) {
   TTempDir dir;
   Touch(dir / "a.eml");
   Touch(dir / "b.MSG");
-  Touch(dir / "empty.eml", 0);       // counted: loading it is the loader's failure
-  Touch(dir / ".hidden.eml");        // hidden files count
-  Touch(dir / "report.pdf");         // not ours
+  Touch(dir / "empty.eml", 0);  // counted: loading it is the loader's failure
+  Touch(dir / ".hidden.eml");   // hidden files count
+  Touch(dir / "report.pdf");    // not ours
   Touch(dir / (kWrittenByUs + ".pdf"));
   Touch(dir / "notes.txt");
   Touch(dir / "sub" / "c.eml");
@@ -112,8 +113,9 @@ TEST(CountMessagesInFolderTest, FollowsLinksButWalksEachFolderOnce) {
   Touch(dir / "real" / "a.eml");
   Touch(dir / "elsewhere" / "b.eml");
   fs::create_symlink(dir / "real" / "a.eml", dir / "real" / "link.eml");  // a link to a file counts
-  fs::create_symlink(dir / "real", dir / "real" / "loop");                 // back to itself
-  fs::create_directory_symlink(dir / "elsewhere", dir / "real" / "out");   // a linked folder is walked
+  fs::create_symlink(dir / "real", dir / "real" / "loop");                // back to itself
+  fs::create_directory_symlink(dir / "elsewhere",
+                               dir / "real" / "out");  // a linked folder is walked
   fs::create_symlink(dir / "elsewhere", dir / "elsewhere" / "again");
   fs::create_symlink(dir / "missing.eml", dir / "real" / "dangling.eml");  // nothing behind it
 
@@ -137,7 +139,8 @@ TEST(EmailInFolderOrInChildFoldersTest, FindsAMessageAtAnyDepth) {
 TEST(ValidEmailFormatErrorTest, MissingFoldersAndFilesGivenAsFoldersHoldNothing) {
   TTempDir dir;
   Touch(dir / "a.eml");
-  for (const std::string& folder : {(dir / "missing").string(), (dir / "a.eml").string(), std::string()}) {
+  for (const std::string& folder :
+       {(dir / "missing").string(), (dir / "a.eml").string(), std::string()}) {
     EXPECT_EQ(CountMessagesInFolder(folder, kMessageFileFormats, true), 0) << folder;
     EXPECT_TRUE(ListMessageFiles(folder).empty()) << folder;
     EXPECT_FALSE(EmailInFolderOrInChildFolders(folder)) << folder;
