@@ -251,11 +251,7 @@ void TKwActionBase::DefinedPropertiesFromJson(const nlohmann::ordered_json& json
   }
 }
 
-void TKwActionBase::SaveToStream(std::string& stream) {
-  TKwPropertyWriter writer;
-  WriteObject(writer, *this);
-  stream = writer.TakeData();
-}
+void TKwActionBase::SaveToStream(std::string& stream) { stream = SaveObjectToBytes(*this); }
 
 bool TKwActionBase::LoadFromStream(std::string_view stream, std::string& error) {
   FLoadWarnings.clear();
@@ -263,14 +259,7 @@ bool TKwActionBase::LoadFromStream(std::string_view stream, std::string& error) 
     error = "Not an action stream";
     return false;
   }
-  TKwPropertyReader reader(stream);
-  try {
-    ReadObject(reader, *this, FLoadWarnings);
-  } catch (const EReadError& e) {
-    error = std::string(e.what()) + " (at byte " + std::to_string(reader.Position()) + ")";
-    return false;
-  }
-  return true;
+  return LoadObjectFromBytes(stream, *this, FLoadWarnings, error);
 }
 
 std::string TKwActionBase::SaveToString() {

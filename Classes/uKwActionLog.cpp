@@ -310,26 +310,11 @@ void TKwActionLog::ReadMessageStatusList(TKwPropertyReader& reader) {
   reader.ReadListEnd();
 }
 
-void TKwActionLog::SaveToStream(std::string& stream) {
-  TKwPropertyWriter writer;
-  WriteObject(writer, *this);
-  stream = writer.TakeData();
-}
+void TKwActionLog::SaveToStream(std::string& stream) { stream = SaveObjectToBytes(*this); }
 
 bool TKwActionLog::LoadFromStream(std::string_view stream, std::string& error) {
   FLoadWarnings.clear();
-  if (stream.empty() || static_cast<uint8_t>(stream[0]) != vaList) {
-    error = "Not a property stream";
-    return false;
-  }
-  TKwPropertyReader reader(stream);
-  try {
-    ReadObject(reader, *this, FLoadWarnings);
-  } catch (const EReadError& e) {
-    error = std::string(e.what()) + " (at byte " + std::to_string(reader.Position()) + ")";
-    return false;
-  }
-  return true;
+  return LoadObjectFromBytes(stream, *this, FLoadWarnings, error);
 }
 
 // ---------------------------------------------------------------- main log

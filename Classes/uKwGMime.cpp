@@ -428,7 +428,11 @@ struct TTextLine {
 
 bool ReadTextLine(std::string_view text, size_t pos, TTextLine& line) {
   if (pos >= text.size()) return false;
-  const size_t end = std::min(text.find_first_of("\r\n", pos), text.size());
+  const char* start = text.data() + pos;
+  const auto* lf = static_cast<const char*>(std::memchr(start, '\n', text.size() - pos));
+  const size_t lineEnd = lf ? static_cast<size_t>(lf - text.data()) : text.size();
+  const auto* cr = static_cast<const char*>(std::memchr(start, '\r', lineEnd - pos));
+  const size_t end = cr ? static_cast<size_t>(cr - text.data()) : lineEnd;
   size_t next = end;
   if (next < text.size())
     next += (text[next] == '\r' && next + 1 < text.size() && text[next + 1] == '\n') ? 2 : 1;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <istream>
 #include <iterator>
@@ -44,12 +45,21 @@ std::string_view Trim(std::string_view text) {
   return text;
 }
 
+// The position of the first CR or LF at or after `from`, or text.size().
+size_t FindLineBreak(std::string_view text, size_t from) {
+  const char* start = text.data() + from;
+  const auto* lf = static_cast<const char*>(std::memchr(start, '\n', text.size() - from));
+  const size_t end = lf ? static_cast<size_t>(lf - text.data()) : text.size();
+  const auto* cr = static_cast<const char*>(std::memchr(start, '\r', end - from));
+  return cr ? static_cast<size_t>(cr - text.data()) : end;
+}
+
 // Lines split at CR LF, LF or a lone CR; a final line break adds no empty line.
 TStringList SplitTextLines(std::string_view text) {
   TStringList lines;
   lines.reserve(text.size() / 64 + 1);
   for (size_t start = 0; start < text.size();) {
-    const size_t end = std::min(text.find_first_of("\r\n", start), text.size());
+    const size_t end = FindLineBreak(text, start);
     lines.emplace_back(text.substr(start, end - start));
     start = end + (end + 1 < text.size() && text[end] == '\r' && text[end + 1] == '\n' ? 2 : 1);
   }

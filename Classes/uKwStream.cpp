@@ -485,6 +485,28 @@ void ReadObject(TKwPropertyReader& reader, TKwPersistent& object, std::vector<st
   reader.ReadListEnd();
 }
 
+std::string SaveObjectToBytes(TKwPersistent& object) {
+  TKwPropertyWriter writer;
+  WriteObject(writer, object);
+  return writer.TakeData();
+}
+
+bool LoadObjectFromBytes(std::string_view bytes, TKwPersistent& object, std::vector<std::string>& warnings,
+                         std::string& error) {
+  if (bytes.empty() || static_cast<uint8_t>(bytes[0]) != vaList) {
+    error = "Not a property stream";
+    return false;
+  }
+  TKwPropertyReader reader(bytes);
+  try {
+    ReadObject(reader, object, warnings);
+  } catch (const EReadError& e) {
+    error = std::string(e.what()) + " (at byte " + std::to_string(reader.Position()) + ")";
+    return false;
+  }
+  return true;
+}
+
 // ---------------------------------------------------------------- base64
 
 namespace {

@@ -115,6 +115,12 @@ void WriteObject(TKwPropertyWriter& writer, TKwPersistent& object);
 // (truncated, not a list), after having read every property before the damage.
 void ReadObject(TKwPropertyReader& reader, TKwPersistent& object, std::vector<std::string>& warnings);
 
+// An object's whole stream as bytes, and back. Loading fails (false, error) only when the
+// bytes are no property stream or are damaged; skipped properties go to warnings.
+std::string SaveObjectToBytes(TKwPersistent& object);
+bool LoadObjectFromBytes(std::string_view bytes, TKwPersistent& object, std::vector<std::string>& warnings,
+                         std::string& error);
+
 // MIME base64 with CR LF after every 76 output characters (and none after the last line).
 std::string EncodeBase64Lines(std::string_view bytes);
 // Ignores line breaks and blanks; false on any other character outside the alphabet or a
