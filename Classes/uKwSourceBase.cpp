@@ -287,6 +287,12 @@ bool TKwSourceMailBase::ExistMessageInTargets(const std::string& uniqueId) {
   return exists;
 }
 
+// Stored copies are in the compressed message stream; other local copies are message files.
+bool TKwSourceMailBase::LoadLocalCopy(const std::string& localName, bool stored) {
+  if (localName.empty()) return false;
+  return stored ? FMessage->LoadFromFile(localName) : FMessage->LoadFormat(localName);
+}
+
 bool TKwSourceMailBase::DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) {
   return !item.FileName.empty() && message.LoadFormat(item.FileName);
 }
@@ -324,7 +330,7 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
     Log->IncSkipped();
   } else {
     FMessage->Clear();
-    bool loaded = localName.empty() ? DoLoadMailItem(item, *FMessage) : FMessage->LoadFormat(localName);
+    bool loaded = LoadLocalCopy(localName, inStorage || inCache) || DoLoadMailItem(item, *FMessage);
     if (loaded) {
       FMessage->FolderName = folderName;
       std::string id = FMessage->Headers->GetUniqueId();

@@ -89,7 +89,7 @@ class TKwSourceBase : public TKwActionBase {
  protected:
   // A tree without any selection (a job written by hand) is loaded from the store and
   // processed whole; a saved selection is honoured as stored.
-  bool InitializeSourceFolders();
+  virtual bool InitializeSourceFolders();
   void RecurseFolders();
   bool IsFolderSelected(const TKwFolderInfo& info) const;
   // As the targets do: finalising calls reach every enabled child even after an abort.
@@ -139,6 +139,7 @@ class TKwSourceMailBase : public TKwSourceBase {
                         std::string& localName, bool& inStorage, bool& inCache);
   void AddMessageToCacheAndStorage(TKwMailMessage& message, const std::string& fileName,
                                    bool& inStorage, bool& inCache, bool force);
+  bool LoadLocalCopy(const std::string& localName, bool stored);
   bool IsInSourceLog(const std::string& uniqueId);
   void AddToSourceLog(const std::string& uniqueId, TKwMailMessage& message);
   bool IsCacheEnabled() const;

@@ -12,7 +12,6 @@
   };
 
 KW_SOURCE(TKwSourceMailSingleFiles, TKwSourceMailBase)
-KW_SOURCE(TKwSourceUniqueIds, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailPOP, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailIMAP, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailOutlookCom, TKwSourceMailIMAP)

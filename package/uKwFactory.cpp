@@ -8,6 +8,7 @@
 #include "uKwAssert.h"
 #include "uKwSimpleActions.h"
 #include "uKwSourceMbox.h"
+#include "uKwSourceUniqueIds.h"
 #include "uKwSources.h"
 #include "uKwTargetAttachments.h"
 #include "uKwTargetFolders.h"

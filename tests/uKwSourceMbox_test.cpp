@@ -170,3 +170,26 @@ TEST_F(MboxRunTest, BrokenMessagesAndUnwritableTargetsDoNotStopTheRun) {
   EXPECT_GE(source->GetChild(0).GetLog().ErrorsCount(), 2) << "each failed file is an error entry";
   EXPECT_GE(MessagesIn(FHome / "copy.mbox"), 2) << "the other target still got every message";
 }
+
+TEST_F(MboxRunTest, StoredMessagesAreReadAgainByTheirUniqueIds) {
+  auto source = Source(SampleMbox());
+  source->SourceOptions->CopyToStorage = true;
+  AddMbox(*source, (FHome / "first.mbox").string());
+  source->Execute();
+  ASSERT_EQ(MessagesIn(FHome / "first.mbox"), 3);
+
+  TKwMbox first(mbfMboxrd);
+  std::string error;
+  ASSERT_TRUE(first.LoadFromFile((FHome / "first.mbox").string(), mbmRead, error));
+  auto again = CreateNewAction(stiMailUniqueIds);
+  auto& byId = static_cast<TKwSourceMailBase&>(*again);
+  byId.GlobalOptions = &FGlobal;
+  TKwFolderInfo& root = byId.SourceFolders->AddChild(nullptr).Info();
+  root.UniqueIdList = {std::string(first.UniqueIds().Items(2)), "0123456789ABCDEF012345678",
+                       std::string(first.UniqueIds().Items(0))};
+  AddMbox(byId, (FHome / "again.mbox").string());
+  byId.Execute();
+  EXPECT_EQ(byId.GetLog().ErrorsCount(), 0);
+  EXPECT_EQ(byId.GetLog().Processed, 2) << "an id without a stored message is passed over";
+  EXPECT_EQ(MessagesIn(FHome / "again.mbox"), 2);
+}
