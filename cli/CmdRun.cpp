@@ -118,7 +118,7 @@ int RunRun(const std::string& fileName, bool quiet) {
   TKwGlobalOptions globalOptions;
   root.GlobalOptions = &globalOptions;
   TProgressPrinter progress(quiet);
-  root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
+  root.OnStatus = [&](TKwActionBase& sender, const std::string&, const std::string& text2) {
     if (text2 == "Executing") progress.Status(sender.Caption + (sender.Name.empty() ? "" : " \"" + sender.Name + "\""));
     else if (text2.find("not available") != std::string::npos) progress.Status(text2);
   };
