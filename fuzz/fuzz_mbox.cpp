@@ -14,48 +14,12 @@
 #include "uKwMbox.h"
 #include "uKwStreamLineReader.h"
 
+#include "MboxReference.h"
+
 namespace {
 
 void Require(bool condition) {
   if (!condition) abort();
-}
-
-bool IsBlank(std::string_view line) {
-  for (char c : line)
-    if (static_cast<unsigned char>(c) > ' ') return false;
-  return true;
-}
-
-struct TReference {
-  std::vector<int64_t> Offsets;
-  std::vector<std::string> Ids;
-};
-
-TReference ReferenceIndex(std::string_view data, TMboxFamily family, size_t chunkSize) {
-  TReference result;
-  TKwMemoryStream stream(data);
-  TStreamLineReader reader(stream, chunkSize);
-  TKwHeaders parser;
-  std::string headerText, line;
-  bool inHeaders = false;
-  while (!reader.EoF()) {
-    const int64_t start = reader.Position();
-    reader.ReadLine(line);
-    if (IsMboxSeparator(line, family)) {
-      if (family == mbfEudora) reader.ReadLine(line);
-      result.Offsets.push_back(start);
-      headerText.clear();
-      inHeaders = true;
-    } else if (inHeaders && !IsBlank(line)) {
-      headerText += line + "\r\n";
-    } else if (inHeaders) {
-      inHeaders = false;
-      parser.LoadHeadersFromString(headerText);
-      result.Ids.push_back(parser.GetUniqueId());
-    }
-    if (reader.Position() == start && !reader.EoF()) break;  // stuck on a NUL byte
-  }
-  return result;
 }
 
 std::vector<std::pair<std::string, int64_t>> AllLines(std::string_view data, size_t chunkSize) {
@@ -76,7 +40,7 @@ void CheckFamily(std::string_view data, TMboxFamily family, size_t chunkSize) {
   TKwMbox mbox(family);
   std::string error;
   Require(mbox.LoadFromMemory(data, error));
-  const TReference reference = ReferenceIndex(data, family, chunkSize);
+  const TMboxReferenceIndex reference = MboxReferenceIndex(data, family, chunkSize);
   Require(mbox.Offsets() == reference.Offsets);
   const TKwUniqueIdList& ids = mbox.UniqueIds();
   Require(ids.Count() == static_cast<int64_t>(reference.Ids.size()));

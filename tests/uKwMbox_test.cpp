@@ -4,6 +4,8 @@
 
 #include "uKwMbox.h"
 
+#include "MboxReference.h"
+
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -42,43 +44,8 @@ std::vector<TLine> ReadAllLines(std::string_view data, size_t chunkSize, size_t 
   return lines;
 }
 
-bool IsBlank(std::string_view line) {
-  return std::all_of(line.begin(), line.end(), [](char c) { return static_cast<unsigned char>(c) <= ' '; });
-}
-
-// The indexing rules read line by line with the full header parser, as simply as they can
-// be put; the mailbox's skipping scan and its header filter must give the same lists.
-struct TReferenceIndex {
-  std::vector<int64_t> Offsets;
-  std::vector<std::string> Ids;
-};
-
-TReferenceIndex ReferenceIndex(std::string_view data, TMboxFamily family) {
-  TReferenceIndex result;
-  if (family == mbfNone) return result;
-  TKwMemoryStream stream(data);
-  TStreamLineReader reader(stream, 7);  // small fills: lines and CR LF pairs span them
-  TKwHeaders parser;
-  std::string headerText, line;
-  bool inHeaders = false;
-  while (!reader.EoF()) {
-    const int64_t start = reader.Position();
-    reader.ReadLine(line);
-    if (IsMboxSeparator(line, family)) {
-      if (family == mbfEudora) reader.ReadLine(line);
-      result.Offsets.push_back(start);
-      headerText.clear();
-      inHeaders = true;
-    } else if (inHeaders && !IsBlank(line)) {
-      headerText += line + "\r\n";
-    } else if (inHeaders) {
-      inHeaders = false;
-      parser.LoadHeadersFromString(headerText);
-      result.Ids.push_back(parser.GetUniqueId());
-    }
-    if (reader.Position() == start && !reader.EoF()) break;  // stuck on a NUL byte
-  }
-  return result;
+TMboxReferenceIndex ReferenceIndex(std::string_view data, TMboxFamily family) {
+  return MboxReferenceIndex(data, family, 7);
 }
 
 std::vector<std::string> IdsOf(TKwMbox& mbox) {
@@ -91,7 +58,7 @@ void ExpectSameAsReference(std::string_view data, TMboxFamily family, const std:
   TKwMbox mbox(family);
   std::string error;
   ASSERT_TRUE(mbox.LoadFromMemory(data, error)) << what;
-  const TReferenceIndex reference = ReferenceIndex(data, family);
+  const TMboxReferenceIndex reference = ReferenceIndex(data, family);
   ASSERT_EQ(mbox.Offsets(), reference.Offsets) << what;
   ASSERT_EQ(IdsOf(mbox), reference.Ids) << what;
   size_t cutBytes = 0;
