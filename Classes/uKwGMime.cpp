@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstring>
 #include <mutex>
+#include <string>
+#include <unordered_map>
 
 #include "uKwDateTime.h"
 
@@ -115,6 +117,56 @@ std::string EncodeWholePhrase(std::string_view utf8) {
   return phrase;
 }
 
+// Conversion descriptors to UTF-8 by source charset, kept for the thread's life. Opening
+// one loads a conversion module and glibc unloads it when its last descriptor closes, so
+// opening one per call cost more than converting; the descriptors held here also keep the
+// modules loaded for GMime's own conversions.
+class TUtf8ConverterCache {
+ public:
+  ~TUtf8ConverterCache() { CloseAll(); }
+
+  // A descriptor in its initial state, or kNone when the charset is unknown.
+  iconv_t Get(const std::string& charset) {
+    // Mail can name any number of made-up charsets; real ones are a few dozen.
+    if (FConverters.size() >= kMaxCharsets && !FConverters.contains(charset)) CloseAll();
+    auto [it, added] = FConverters.try_emplace(charset, kNone);
+    if (added) it->second = g_mime_iconv_open("UTF-8", g_mime_charset_iconv_name(charset.c_str()));
+    else if (it->second != kNone) iconv(it->second, nullptr, nullptr, nullptr, nullptr);
+    return it->second;
+  }
+
+  static inline const iconv_t kNone = reinterpret_cast<iconv_t>(-1);
+
+ private:
+  static constexpr size_t kMaxCharsets = 256;
+
+  void CloseAll() {
+    for (auto& [charset, cd] : FConverters)
+      if (cd != kNone) g_mime_iconv_close(cd);
+    FConverters.clear();
+  }
+
+  std::unordered_map<std::string, iconv_t> FConverters;
+};
+
+TUtf8ConverterCache& Utf8Converters() {
+  thread_local TUtf8ConverterCache converters;
+  return converters;
+}
+
+// GMime converts encoded words and raw 8-bit text itself, opening a descriptor per
+// conversion; one held here for each charset named keeps its module loaded meanwhile.
+void KeepConvertersLoaded(std::string_view value, std::string_view fallbackCharset) {
+  if (!fallbackCharset.empty()) Utf8Converters().Get(std::string(fallbackCharset));
+  for (size_t start = value.find("=?"); start != std::string_view::npos; start = value.find("=?", start + 2)) {
+    const size_t end = value.find('?', start + 2);
+    if (end == std::string_view::npos) break;
+    std::string_view charset = value.substr(start + 2, end - start - 2);
+    charset = charset.substr(0, charset.find('*'));  // an RFC 2231 language suffix
+    if (!charset.empty() && charset.size() < 40) Utf8Converters().Get(std::string(charset));
+  }
+}
+
 }  // namespace
 
 void EnsureGMimeInitialized() {
@@ -150,6 +202,7 @@ TGMimeParserOptionsPtr NewParserOptions(std::string_view fallbackCharset) {
 std::string DecodeHeaderText(std::string_view value, std::string_view fallbackCharset) {
   if (!NeedsHeaderDecoding(value)) return std::string(value);
   EnsureGMimeInitialized();
+  KeepConvertersLoaded(value, fallbackCharset);
   const std::string input(value);
   return TakeUtf8(TGCharPtr(
       g_mime_utils_header_decode_text(ThreadParserOptions(fallbackCharset), input.c_str())));
@@ -158,6 +211,7 @@ std::string DecodeHeaderText(std::string_view value, std::string_view fallbackCh
 std::string DecodeHeaderPhrase(std::string_view value, std::string_view fallbackCharset) {
   if (!NeedsHeaderDecoding(value)) return std::string(value);
   EnsureGMimeInitialized();
+  KeepConvertersLoaded(value, fallbackCharset);
   const std::string input(value);
   return TakeUtf8(TGCharPtr(
       g_mime_utils_header_decode_phrase(ThreadParserOptions(fallbackCharset), input.c_str())));
@@ -219,9 +273,8 @@ std::string ConvertToUtf8(std::string_view bytes, std::string_view charset) {
   if (charset.empty() || IsUtf8Name(charset))
     return IsValidUtf8(bytes) ? std::string(bytes) : RepairUtf8AsLatin1(bytes);
   EnsureGMimeInitialized();
-  const std::string from(charset);
-  iconv_t cd = g_mime_iconv_open("UTF-8", g_mime_charset_iconv_name(from.c_str()));
-  if (cd == reinterpret_cast<iconv_t>(-1))
+  iconv_t cd = Utf8Converters().Get(std::string(charset));
+  if (cd == TUtf8ConverterCache::kNone)
     return IsValidUtf8(bytes) ? std::string(bytes) : RepairUtf8AsLatin1(bytes);
   std::string out;
   std::string buffer(4 * bytes.size() + 16, '\0');
@@ -242,7 +295,6 @@ std::string ConvertToUtf8(std::string_view bytes, std::string_view charset) {
   size_t outLeft = buffer.size();
   iconv(cd, nullptr, nullptr, &outPtr, &outLeft);
   out.append(buffer.data(), outPtr - buffer.data());
-  g_mime_iconv_close(cd);
   return IsValidUtf8(out) ? out : RepairUtf8AsLatin1(out);
 }
 

@@ -310,6 +310,22 @@ void TKwSourceMailBase::ProcessMessage(TKwMailMessage& message) {
   });
 }
 
+std::unique_ptr<TKwMailMessage> TKwSourceMailBase::TakeDecodedMessage(const TKwMailItem&) { return nullptr; }
+
+void TKwSourceMailBase::RecycleMessage(std::unique_ptr<TKwMailMessage>) {}
+
+bool TKwSourceMailBase::AdoptDecodedMessage(const TKwMailItem& item) {
+  std::unique_ptr<TKwMailMessage> decoded = TakeDecodedMessage(item);
+  if (!decoded) return false;
+  // What the message object carries from one item to the next belongs to the run.
+  decoded->Labels = FMessage->Labels;
+  decoded->SenderLocation = FMessage->SenderLocation;
+  decoded->LastSavedFilename = FMessage->LastSavedFilename;
+  std::swap(FMessage, decoded);
+  RecycleMessage(std::move(decoded));
+  return true;
+}
+
 void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& folder) {
   const std::string folderName = folder.Info().GetFolderName();
   if (RunningStatus != rsProcessingMessages) SetRunningStatus(rsProcessingMessages);
@@ -330,7 +346,8 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
     Log->IncSkipped();
   } else {
     FMessage->Clear();
-    bool loaded = LoadLocalCopy(localName, inStorage || inCache) || DoLoadMailItem(item, *FMessage);
+    bool loaded = LoadLocalCopy(localName, inStorage || inCache) || AdoptDecodedMessage(item) ||
+                  DoLoadMailItem(item, *FMessage);
     if (loaded) {
       FMessage->FolderName = folderName;
       std::string id = FMessage->Headers->GetUniqueId();

@@ -127,6 +127,11 @@ class TKwSourceMailBase : public TKwSourceBase {
 
   // Loads item into message from the store (no local copy exists).
   virtual bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message);
+  // A source that decodes ahead returns item's message here, already decoded; null when
+  // it has none and DoLoadMailItem is to load it.
+  virtual std::unique_ptr<TKwMailMessage> TakeDecodedMessage(const TKwMailItem& item);
+  // Gets back the message object that a decoded message replaced.
+  virtual void RecycleMessage(std::unique_ptr<TKwMailMessage> message);
 
   const std::unique_ptr<TKwFilterOptions> Filters = std::make_unique<TKwFilterOptions>();
   std::string SourceId;  // GUID text given at the first extraction; names the processed-message log
@@ -140,6 +145,7 @@ class TKwSourceMailBase : public TKwSourceBase {
   void AddMessageToCacheAndStorage(TKwMailMessage& message, const std::string& fileName,
                                    bool& inStorage, bool& inCache, bool force);
   bool LoadLocalCopy(const std::string& localName, bool stored);
+  bool AdoptDecodedMessage(const TKwMailItem& item);
   bool IsInSourceLog(const std::string& uniqueId);
   void AddToSourceLog(const std::string& uniqueId, TKwMailMessage& message);
   bool IsCacheEnabled() const;

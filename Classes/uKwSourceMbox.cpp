@@ -5,9 +5,9 @@
 
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
-#include "uKwHeaders.h"
 #include "uKwMailMessage.h"
 #include "uKwMbox.h"
+#include "uKwMessagePrefetch.h"
 
 TKwSourceMailMbox::TKwSourceMailMbox() : FMbox(std::make_unique<TKwMbox>(mbfMboxrd)) {}
 
@@ -39,8 +39,25 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
   TKwFilterSampling& sampling = *Filters->Sampling;
   if (sampling.Enabled) sampling.InitializeRandomList(static_cast<int32_t>(count));
 
+  TKwMessagePrefetcher prefetcher(*FMessage);
+  FPrefetcher = &prefetcher;
+  int64_t nextToSubmit = 0;
+  // Every message the loop below will ask for, in its order, as far as there is room.
+  auto submitAhead = [&] {
+    for (; nextToSubmit < count && prefetcher.HasRoom(); ++nextToSubmit) {
+      const auto number = static_cast<int32_t>(nextToSubmit + 1);
+      if (range.Enabled && !range.InsideLimit(number, static_cast<int32_t>(count))) {
+        nextToSubmit = count;
+        break;
+      }
+      if ((range.Enabled && !range.Check(number, static_cast<int32_t>(count))) || !sampling.Check(number)) continue;
+      size_t headerLength = 0;
+      std::string text = MessageText(nextToSubmit, headerLength);
+      prefetcher.Submit(nextToSubmit, std::move(text), headerLength);
+    }
+  };
+
   std::unordered_set<std::string> seen;
-  TKwHeaders headers;
   for (int64_t i = 0; i < count && !IsAborted(); ++i) {
     const auto number = static_cast<int32_t>(i + 1);  // the filters count items from 1
     if (range.Enabled && !range.InsideLimit(number, static_cast<int32_t>(count))) break;
@@ -48,30 +65,49 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
       TriggerProgressEvent(number, info.GetFolderName(), std::to_string(count), rsProcessingMessages);
       continue;
     }
+    submitAhead();
+    TKwPrefetchedItem fetched = prefetcher.TakeNext();
     FCurrentMessage = i;
-    std::string headerText;
-    for (const std::string& line : FMbox->GetHeader(i)) headerText.append(line).append("\r\n");
-    headers.LoadHeadersFromString(headerText);
-    std::string uniqueId = headers.GetUniqueId();
-    if (!seen.insert(uniqueId).second) continue;  // a duplicate inside one file counts once
-    TKwMailItem item;
-    item.Index = static_cast<int>(i + 1);
-    item.Count = static_cast<int>(count);
-    item.ItemId = std::to_string(i);
-    item.UniqueId = uniqueId;
-    item.From = headers.From.Address;
-    item.Subject = headers.Subject;
-    item.LocalDate = GmtToLocal(headers.SubmitDate.GmtDate);
-    ProcessMailItem(item, folder);
+    FDecoded = std::move(fetched.Message);
+    FLoadedCurrent = false;
+    if (seen.insert(fetched.UniqueId).second) {  // a duplicate inside one file counts once
+      TKwMailItem item;
+      item.Index = static_cast<int>(i + 1);
+      item.Count = static_cast<int>(count);
+      item.ItemId = std::to_string(i);
+      item.UniqueId = std::move(fetched.UniqueId);
+      item.From = std::move(fetched.FromAddress);
+      item.Subject = std::move(fetched.Subject);
+      item.LocalDate = GmtToLocal(fetched.GmtDate);
+      ProcessMailItem(item, folder);
+    }
+    prefetcher.SetLoading(FLoadedCurrent);
+    prefetcher.Recycle(std::move(FDecoded));
   }
+  FPrefetcher = nullptr;
   FMbox->Clear();
 }
 
-std::string TKwSourceMailMbox::MessageText(int64_t index) {
-  std::string text;
-  for (const std::string& line : FMbox->GetHeader(index)) text.append(line).append("\r\n");
-  text.append("\r\n");
+std::unique_ptr<TKwMailMessage> TKwSourceMailMbox::TakeDecodedMessage(const TKwMailItem&) {
+  if (FDecoded) FLoadedCurrent = true;
+  return std::move(FDecoded);
+}
+
+void TKwSourceMailMbox::RecycleMessage(std::unique_ptr<TKwMailMessage> message) {
+  if (FPrefetcher) FPrefetcher->Recycle(std::move(message));
+}
+
+std::string TKwSourceMailMbox::MessageText(int64_t index, size_t& headerLength) {
+  const TStringList& header = FMbox->GetHeader(index);
   const TStringList& body = FMbox->GetBody(index);
+  size_t size = 2 + body.size() * 2;
+  for (const std::string& line : header) size += line.size() + 2;
+  for (const std::string& line : body) size += line.size();
+  std::string text;
+  text.reserve(size);
+  for (const std::string& line : header) text.append(line).append("\r\n");
+  headerLength = text.size();
+  text.append("\r\n");
   for (size_t i = 0; i < body.size(); ++i) {
     if (i) text.append("\r\n");
     text.append(body[i]);
@@ -80,12 +116,15 @@ std::string TKwSourceMailMbox::MessageText(int64_t index) {
 }
 
 bool TKwSourceMailMbox::DoLoadMailItem(const TKwMailItem&, TKwMailMessage& message) {
-  return FCurrentMessage >= 0 && message.LoadMIMEFromString(MessageText(FCurrentMessage));
+  FLoadedCurrent = true;
+  size_t headerLength = 0;
+  return FCurrentMessage >= 0 && message.LoadMIMEFromString(MessageText(FCurrentMessage, headerLength));
 }
 
 bool TKwSourceMailMbox::DownloadMessage(const std::string& id, TKwMailMessage& message) {
   int64_t index = -1;
   auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), index);
   if (error != std::errc() || index < 0 || index >= FMbox->Count()) return false;
-  return message.LoadMIMEFromString(MessageText(index));
+  size_t headerLength = 0;
+  return message.LoadMIMEFromString(MessageText(index, headerLength));
 }

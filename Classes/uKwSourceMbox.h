@@ -8,6 +8,7 @@
 #include "uKwSourceBase.h"
 
 class TKwMbox;
+class TKwMessagePrefetcher;
 
 class TKwSourceMailMbox : public TKwSourceMailBase {
  public:
@@ -18,12 +19,19 @@ class TKwSourceMailMbox : public TKwSourceMailBase {
   bool LoadFolders() override;
   void ProcessMailFolder(TKwFolderNode& folder) override;
   bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) override;
+  std::unique_ptr<TKwMailMessage> TakeDecodedMessage(const TKwMailItem& item) override;
+  void RecycleMessage(std::unique_ptr<TKwMailMessage> message) override;
   // Loads message number id (0-based, decimal text) of the open file into message.
   bool DownloadMessage(const std::string& id, TKwMailMessage& message);
 
  private:
-  std::string MessageText(int64_t index);
+  // The text of message index, its header block being the first headerLength bytes.
+  std::string MessageText(int64_t index, size_t& headerLength);
 
   std::unique_ptr<TKwMbox> FMbox;
   int64_t FCurrentMessage = -1;
+  // The current message as decoded ahead, until the loop takes it.
+  std::unique_ptr<TKwMailMessage> FDecoded;
+  bool FLoadedCurrent = false;  // whether the loop loaded the current message
+  TKwMessagePrefetcher* FPrefetcher = nullptr;  // during ProcessMailFolder
 };

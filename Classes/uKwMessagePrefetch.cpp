@@ -1,0 +1,163 @@
+#include "uKwMessagePrefetch.h"
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <stdexcept>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "uKwHeaders.h"
+#include "uKwMailMessage.h"
+
+namespace {
+
+// Texts waiting ahead of the loop are capped in bytes too, so that a run over huge
+// messages holds about one of them at a time.
+constexpr size_t kMaxPendingBytes = size_t{32} << 20;
+
+struct TJob {
+  std::string Text;
+  size_t HeaderLength = 0;
+  bool Done = false;
+  TKwPrefetchedItem Result;
+  std::exception_ptr Error;
+};
+
+}  // namespace
+
+struct TKwMessagePrefetcher::TImpl {
+  TImpl(const TKwMailMessage& prototype, size_t depth)
+      : Depth(depth == 0 ? 1 : depth),
+        TempFolder(prototype.TempFolder),
+        DecodeOptions(prototype.DecodeOptions),
+        DownloadImages(prototype.DownloadImages) {}
+
+  void Run() {
+    TKwHeaders headers;
+    for (;;) {
+      TJob* job = nullptr;
+      {
+        std::unique_lock lock(Mutex);
+        WorkReady.wait(lock, [&] { return Stopping || NextToRun < Jobs.size(); });
+        if (Stopping) return;
+        job = Jobs[NextToRun++].get();
+      }
+      try {
+        Decode(*job, headers);
+      } catch (...) {
+        job->Error = std::current_exception();
+      }
+      std::lock_guard lock(Mutex);
+      job->Done = true;
+      ResultReady.notify_all();
+    }
+  }
+
+  void Decode(TJob& job, TKwHeaders& headers) {
+    headers.LoadHeadersFromString(std::string_view(job.Text).substr(0, job.HeaderLength));
+    TKwPrefetchedItem& result = job.Result;
+    result.UniqueId = headers.GetUniqueId();
+    result.FromAddress = headers.From.Address;
+    result.Subject = headers.Subject;
+    result.GmtDate = headers.SubmitDate.GmtDate;
+    if (!Loading) return;
+    std::unique_ptr<TKwMailMessage> message = AcquireMessage();
+    message->LoadMIMEFromString(job.Text);
+    result.Message = std::move(message);
+  }
+
+  std::unique_ptr<TKwMailMessage> AcquireMessage() {
+    {
+      std::lock_guard lock(Mutex);
+      if (!Spares.empty()) {
+        std::unique_ptr<TKwMailMessage> message = std::move(Spares.back());
+        Spares.pop_back();
+        return message;
+      }
+    }
+    auto message = std::make_unique<TKwMailMessage>();
+    message->TempFolder = TempFolder;
+    message->DecodeOptions = DecodeOptions;
+    message->DownloadImages = DownloadImages;
+    return message;
+  }
+
+  const size_t Depth;
+  const std::string TempFolder;
+  const TDecodeOptions DecodeOptions;
+  const bool DownloadImages;
+
+  std::mutex Mutex;
+  std::condition_variable WorkReady;
+  std::condition_variable ResultReady;
+  std::deque<std::unique_ptr<TJob>> Jobs;  // submission order; the front is taken next
+  size_t NextToRun = 0;                    // the first job the worker has not started
+  size_t PendingBytes = 0;
+  std::vector<std::unique_ptr<TKwMailMessage>> Spares;
+  std::atomic<bool> Loading{true};
+  bool Stopping = false;
+  std::thread Worker;
+};
+
+TKwMessagePrefetcher::TKwMessagePrefetcher(const TKwMailMessage& prototype, size_t depth)
+    : FImpl(std::make_unique<TImpl>(prototype, depth)) {
+  FImpl->Worker = std::thread([impl = FImpl.get()] { impl->Run(); });
+}
+
+TKwMessagePrefetcher::~TKwMessagePrefetcher() {
+  {
+    std::lock_guard lock(FImpl->Mutex);
+    FImpl->Stopping = true;
+  }
+  FImpl->WorkReady.notify_all();
+  FImpl->Worker.join();
+}
+
+bool TKwMessagePrefetcher::HasRoom() const {
+  // The main thread alone adds and removes jobs, so their count needs no lock.
+  return FImpl->Jobs.empty() ||
+         (FImpl->Jobs.size() < FImpl->Depth && FImpl->PendingBytes < kMaxPendingBytes);
+}
+
+void TKwMessagePrefetcher::Submit(int64_t key, std::string text, size_t headerLength) {
+  auto job = std::make_unique<TJob>();
+  job->Result.Key = key;
+  job->HeaderLength = std::min(headerLength, text.size());
+  job->Text = std::move(text);
+  {
+    std::lock_guard lock(FImpl->Mutex);
+    FImpl->PendingBytes += job->Text.size();
+    FImpl->Jobs.push_back(std::move(job));
+  }
+  FImpl->WorkReady.notify_one();
+}
+
+bool TKwMessagePrefetcher::HasPending() const { return !FImpl->Jobs.empty(); }
+
+TKwPrefetchedItem TKwMessagePrefetcher::TakeNext() {
+  std::unique_ptr<TJob> job;
+  {
+    std::unique_lock lock(FImpl->Mutex);
+    if (FImpl->Jobs.empty()) throw std::logic_error("No message was submitted for decoding");
+    FImpl->ResultReady.wait(lock, [&] { return FImpl->Jobs.front()->Done; });
+    job = std::move(FImpl->Jobs.front());
+    FImpl->Jobs.pop_front();
+    --FImpl->NextToRun;
+    FImpl->PendingBytes -= job->Text.size();
+  }
+  if (job->Error) std::rethrow_exception(job->Error);
+  return std::move(job->Result);
+}
+
+void TKwMessagePrefetcher::SetLoading(bool loading) { FImpl->Loading = loading; }
+
+void TKwMessagePrefetcher::Recycle(std::unique_ptr<TKwMailMessage> message) {
+  if (!message) return;
+  std::lock_guard lock(FImpl->Mutex);
+  if (FImpl->Spares.size() < FImpl->Depth + 1) FImpl->Spares.push_back(std::move(message));
+}

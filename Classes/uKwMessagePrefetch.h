@@ -1,0 +1,61 @@
+#pragma once
+// Decoding ahead: while the run loop hands one message to its targets, a worker thread
+// reads the header fields of the next ones and, as long as the loop keeps loading what it
+// is given, decodes them whole. A source that cuts messages out of a container (an mbox
+// file) submits each message's text in loop order and takes the results back in the same
+// order; decoding, the costliest step of a run, then overlaps writing.
+//
+// Whether the worker decodes whole messages follows the loop: a run that skips its
+// messages (all already in the processed-message log, say) gets header fields only, so
+// that it costs no more than reading headers did.
+//
+// The worker touches nothing but the texts and message objects handed to it. Messages it
+// decodes are configured as the prototype given at construction (working folder, decode
+// options).
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "uKwDateTime.h"
+
+class TKwMailMessage;
+
+struct TKwPrefetchedItem {
+  int64_t Key = -1;
+  // From the header block alone, as the run loop needs them before deciding to load.
+  std::string UniqueId;
+  std::string FromAddress;
+  std::string Subject;
+  TDateTime GmtDate = 0;
+  // The whole message decoded from the text, or null when the worker did not decode it.
+  std::unique_ptr<TKwMailMessage> Message;
+};
+
+class TKwMessagePrefetcher {
+ public:
+  // depth: how many submitted messages may wait ahead of the loop.
+  explicit TKwMessagePrefetcher(const TKwMailMessage& prototype, size_t depth = 8);
+  ~TKwMessagePrefetcher();  // stops the worker; results not taken are dropped
+  TKwMessagePrefetcher(const TKwMessagePrefetcher&) = delete;
+  TKwMessagePrefetcher& operator=(const TKwMessagePrefetcher&) = delete;
+
+  // True when another message may be submitted without waiting.
+  bool HasRoom() const;
+  // text: the message; its first headerLength bytes are the header block.
+  void Submit(int64_t key, std::string text, size_t headerLength);
+  // True when a submitted message has not been taken yet.
+  bool HasPending() const;
+  // The oldest submitted message's result, waiting for the worker if need be. Rethrows
+  // what the worker raised on it.
+  TKwPrefetchedItem TakeNext();
+  // Tells whether the loop loaded the last message it took; whole decoding goes on or
+  // stops accordingly.
+  void SetLoading(bool loading);
+  // A message object the loop is done with, to be decoded into again.
+  void Recycle(std::unique_ptr<TKwMailMessage> message);
+
+ private:
+  struct TImpl;
+  std::unique_ptr<TImpl> FImpl;
+};
