@@ -296,7 +296,8 @@ class TWorkbookFile {
       throw std::runtime_error(GsfErrorText(FStream.get(), "cannot write the workbook"));
     if (!gsf_output_close(GSF_OUTPUT(FOutfile.get())))
       throw std::runtime_error(GsfErrorText(GSF_OUTPUT(FOutfile.get()), "cannot write the container"));
-    if (!gsf_output_close(FSink.get()))
+    // Closing the container closes the file under it, unless that was already closed.
+    if (!gsf_output_is_closed(FSink.get()) && !gsf_output_close(FSink.get()))
       throw std::runtime_error(GsfErrorText(FSink.get(), "cannot write the file"));
   }
 
@@ -358,7 +359,9 @@ class TXlsTableWriter {
     FSheets.back()->Cells.Write(Record(kLabelSst, CellHead(column, xf).U32(index)));
   }
 
+  // An empty text is no cell at all, as in the other workbook format.
   void WriteText(uint16_t column, const std::string& value) {
+    if (value.empty()) return;
     std::string text = ValidUtf8(value);
     FitCellText(text, FResult.Rows, FColumns[column].Name, FResult.Warnings);
     WriteString(column, std::move(text), kCellXf);
