@@ -35,6 +35,15 @@ TKwColumnKind QueryColumnKind(TColumnField field) {
 // Too large to be of use in a line of plain text.
 bool IsBodyField(TColumnField field) { return field == cfHeaders || field == cfTextPart || field == cfHtmlPart; }
 
+// The output's folder is made when missing, as the other exporters do.
+void EnsureParentFolder(const std::string& fileName) {
+  const fs::path parent = fs::path(fileName).parent_path();
+  std::error_code ec;
+  if (parent.empty() || fs::is_directory(parent, ec)) return;
+  fs::create_directories(parent, ec);
+  if (ec) throw std::runtime_error("Cannot create the folder " + parent.string() + ": " + ec.message());
+}
+
 bool HasTableWriter(TFileFormat format) {
   return format == ffColExcel || format == ffColXlsx || format == ffColTxt || format == ffColXml ||
          format == ffColHtml;
@@ -147,6 +156,7 @@ void TKwTargetMailEmailParts::FinalizeExtractProcess() {
 
 void TKwTargetMailEmailParts::CopyScratchDatabase() {
   std::error_code ec;
+  fs::create_directories(fs::path(TargetFilename).parent_path(), ec);
   fs::copy_file(FScratchFilename, TargetFilename, fs::copy_options::overwrite_existing, ec);
   if (ec) Log->AddErrorFull(ec.message(), "Copying the table to " + TargetFilename, TargetFilename, "", "", "", 0);
 }
@@ -166,11 +176,13 @@ void TKwTargetMailEmailParts::InitializeExportQuery() {
 
 void TKwTargetMailEmailParts::GenerateTarget(const std::string& fileName) {
   if (TargetFormat == ffColCsv) {
+    EnsureParentFolder(fileName);
     FTempDB->GenerateCSVFile(fileName, false);
   } else if (TargetFormat == ffColAccess) {
     std::string error;
     if (!FTempDB->GenerateAccessDb(fileName, FieldsStr, error)) throw std::runtime_error(error);
   } else if (HasTableWriter(TargetFormat)) {
+    EnsureParentFolder(fileName);
     WriteQueryTable(fileName, TargetFormat == ffColTxt);
   }
 }

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "CsvReader.h"
+#include "TableWriterSupport.h"
 #include "TestSupport.h"
 #include "uKwActionLog.h"
 #include "uKwFoldersTree.h"
@@ -182,11 +183,11 @@ TEST_F(EmailPartsTest, TheRunReportsExportingAndDeletesItsScratchFileWithTheTarg
   EXPECT_FALSE(fs::exists(fs::path(scratch).parent_path()));
 }
 
-TEST_F(EmailPartsTest, ASecondRunStartsFromAnEmptyTable) {
-  Add(ffColCsv, "08", "parts.csv");
+TEST_F(EmailPartsTest, ASecondRunStartsFromAnEmptyTableAndMissingFoldersAreMade) {
+  Add(ffColCsv, "08", "out/table/parts.csv");
   FSource->Execute();
   FSource->Execute();
-  EXPECT_EQ(ReadCsv("parts.csv").size(), 4u);
+  EXPECT_EQ(ReadCsv("out/table/parts.csv").size(), 4u);
 }
 
 TEST_F(EmailPartsTest, AnEmptySelectionWritesAnEmptyHeaderLine) {
@@ -196,7 +197,7 @@ TEST_F(EmailPartsTest, AnEmptySelectionWritesAnEmptyHeaderLine) {
 }
 
 TEST_F(EmailPartsTest, AFailedSqliteCopyIsLoggedAndTheOtherTargetsFinish) {
-  auto& broken = Add(ffColSqL3, "08", "missing/parts.db3");
+  auto& broken = Add(ffColSqL3, "08", "in.mbox/parts.db3");
   auto& csv = Add(ffColCsv, "08", "parts.csv");
   FSource->Execute();
   ASSERT_EQ(Errors(broken), 1);
@@ -218,10 +219,10 @@ TEST_F(EmailPartsTest, AccessIsReportedAsMissingAndGoogleSheetsWritesNothing) {
 }
 
 TEST_F(EmailPartsTest, AnUnwritableCsvIsLoggedAsAnErrorOfTheAction) {
-  auto& target = Add(ffColCsv, "08", "missing/parts.csv");
+  auto& target = Add(ffColCsv, "08", "in.mbox/parts.csv");  // under a file: no folder can be made
   FSource->Execute();
   ASSERT_EQ(Errors(target), 1);
-  EXPECT_NE(target.GetLog().GetError(0).Error.find("missing/parts.csv"), std::string::npos);
+  EXPECT_NE(target.GetLog().GetError(0).Error.find("in.mbox"), std::string::npos);
 }
 
 TEST_F(EmailPartsTest, PerMessageStatusesFollowTheGlobalOption) {
@@ -231,4 +232,50 @@ TEST_F(EmailPartsTest, PerMessageStatusesFollowTheGlobalOption) {
   ASSERT_EQ(target.GetLog().MessageStatusCount(), 3);
   EXPECT_EQ(target.GetLog().GetMessageStatusList(0).SaveStatus, ssSaved);
   EXPECT_EQ(target.GetSaveStatus(), ssSaved);
+}
+
+// ---------------------------------------------------------------- table formats
+
+TEST_F(EmailPartsTest, CsvFollowsTheUsersOrderWhileTableFormatsPutTheDateFirst) {
+  Add(ffColCsv, "0800", "parts.csv");
+  Add(ffColXml, "0800", "parts.xml");
+  Add(ffColHtml, "0800", "parts.html");
+  Add(ffColXlsx, "0800", "parts.xlsx");
+  Add(ffColExcel, "0800", "parts.xls");
+  FSource->Execute();
+  for (int i = 0; i < FSource->GetChildCount(); ++i) ASSERT_EQ(Errors(FSource->GetChild(i)), 0) << i;
+  EXPECT_EQ(ReadCsv("parts.csv")[0], (TCsvRecord{"Subject", "SubmitDate"}));
+  for (const char* file : {"parts.xml", "parts.html"}) {
+    const std::string text = ReadFileText(FHome / file);
+    ASSERT_NE(text.find("SubmitDate"), std::string::npos) << file;
+    EXPECT_LT(text.find("SubmitDate"), text.find("Subject")) << file;
+    EXPECT_NE(text.find("שלום עולם"), std::string::npos) << file;
+  }
+  if (!HasPython()) GTEST_SKIP() << "no python3 to read the workbooks";
+  for (const char* file : {"parts.xlsx", "parts.xls"}) {
+    const nlohmann::json rows = ReadSpreadsheet(FHome / file)["sheets"][0]["rows"];
+    ASSERT_EQ(rows.size(), 4u) << file;
+    EXPECT_EQ(rows[0], nlohmann::json::parse(R"([["s","SubmitDate"],["s","Subject"]])")) << file;
+    EXPECT_EQ(rows[1][0], nlohmann::json::parse(R"(["d","2024-01-15T10:00:00"])")) << file;
+    EXPECT_EQ(rows[2][1][1], kMails[1].Subject) << file;
+  }
+}
+
+TEST_F(EmailPartsTest, PlainTextNeverHoldsTheHeaderBlockOrTheBodies) {
+  auto& target = Add(ffColTxt, "080910110300", "parts.txt");
+  target.FieldDelimiter = cfdSemicolon;
+  FSource->Execute();
+  ASSERT_EQ(Errors(target), 0);
+  const std::string text = ReadFileText(FHome / "parts.txt");
+  EXPECT_EQ(text.substr(0, text.find("\r\n")), "SubmitDate;FromAddress;Subject");
+  for (const char* absent : {"Headers", "TextPart", "HtmlPart", "Line two", "Message-ID", "Lorem"})
+    EXPECT_EQ(text.find(absent), std::string::npos) << absent;
+  EXPECT_NE(text.find("ann@example.org"), std::string::npos);
+}
+
+TEST_F(EmailPartsTest, AWorkbookCellCutAtItsLimitIsNotedInTheLog) {
+  auto& target = Add(ffColXlsx, "0810", "parts.xlsx");
+  FSource->Execute();
+  ASSERT_EQ(Errors(target), 0);
+  EXPECT_FALSE(target.GetLog().Notes.empty()) << "the long body does not fit one cell";
 }
