@@ -113,13 +113,6 @@ TEST_F(TempDBTest, AnEmptySelectionKeepsMsgIdAloneAndWritesAnEmptyHeaderLine) {
   EXPECT_EQ(CsvText(), "\r\n\r\n") << "an empty header line, then one empty row";
 }
 
-TEST_F(TempDBTest, CreatingAgainStartsFromAnEmptyTable) {
-  FStore.CreateDatabase(Scratch(), "08");
-  FStore.AddMessageToDB(FMessage, {cfSubject});
-  FStore.CreateDatabase(Scratch(), "0800");
-  EXPECT_EQ(Csv().size(), 1u) << "only the header line";
-}
-
 TEST_F(TempDBTest, StoresDatesAsLocalJulianDaysAndCountsAsIntegers) {
   TZoneOverride zone("Asia/Tokyo");  // +09:00, no daylight saving
   FStore.CreateDatabase(Scratch(), "0013160801");
@@ -229,17 +222,6 @@ TEST_F(TempDBTest, AFieldWithoutAColumnFailsThatRowOnly) {
   EXPECT_THROW(FStore.AddMessageToDB(FMessage, {cfSubject, cfFromName}), std::runtime_error);
   FStore.AddMessageToDB(FMessage, {cfSubject});
   EXPECT_EQ(Csv().size(), 2u) << "the failed row left nothing behind";
-}
-
-TEST_F(TempDBTest, AnUnwritableCsvFileRaisesNamingIt) {
-  FStore.CreateDatabase(Scratch(), "08");
-  const std::string file = (FHome / "missing" / "out.csv").string();
-  try {
-    FStore.GenerateCSVFile(file, false);
-    FAIL() << "no exception";
-  } catch (const std::runtime_error& e) {
-    EXPECT_NE(std::string(e.what()).find(file), std::string::npos) << e.what();
-  }
 }
 
 TEST_F(TempDBTest, AccessExportTellsTheEngineIsMissingAndLeavesTheFile) {
