@@ -57,6 +57,15 @@ char32_t DecodeSequence(std::string_view text, size_t pos, size_t length) {
   }
 }
 
+bool IsWellFormedUtf8(std::string_view text) {
+  for (size_t pos = 0; pos < text.size();) {
+    const size_t length = SequenceLength(text, pos);
+    if (length == 0) return false;
+    pos += length;
+  }
+  return true;
+}
+
 bool IsXmlCharacter(char32_t c) {
   if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
   return c != 0xFFFE && c != 0xFFFF;
@@ -103,7 +112,7 @@ std::string CellText(const TKwTableValue& value, TKwColumnKind kind, TKwDateText
 }
 
 std::string ValidUtf8(std::string_view text) {
-  if (IsValidUtf8(text)) return std::string(text);
+  if (IsWellFormedUtf8(text)) return std::string(text);
   std::string result;
   result.reserve(text.size() + 16);
   for (size_t pos = 0; pos < text.size();) {
@@ -117,15 +126,6 @@ std::string ValidUtf8(std::string_view text) {
     }
   }
   return result;
-}
-
-bool IsValidUtf8(std::string_view text) {
-  for (size_t pos = 0; pos < text.size();) {
-    const size_t length = SequenceLength(text, pos);
-    if (length == 0) return false;
-    pos += length;
-  }
-  return true;
 }
 
 std::string XmlText(std::string_view text) {
@@ -182,6 +182,11 @@ std::u16string Utf8ToUtf16(std::string_view validUtf8) {
     }
   }
   return result;
+}
+
+std::string WithinCellLimit(std::string validUtf8) {
+  validUtf8.resize(Utf16Prefix(validUtf8, kSpreadsheetCellLimit));
+  return validUtf8;
 }
 
 bool FitCellText(std::string& validUtf8, int64_t dataRow, const std::string& columnName,

@@ -27,7 +27,6 @@ std::string IsoDateTimeText(TDateTime value);  // "2024-03-05T14:07:09", ".123" 
 // Every byte that does not start a well-formed UTF-8 sequence becomes U+FFFD (so do encoded
 // surrogates and overlong forms).
 std::string ValidUtf8(std::string_view text);
-bool IsValidUtf8(std::string_view text);
 // Valid UTF-8 without the characters XML 1.0 forbids (C0 controls but tab, LF and CR;
 // U+FFFE, U+FFFF). HTML wants the same.
 std::string XmlText(std::string_view text);
@@ -38,6 +37,9 @@ size_t Utf16Length(std::string_view validUtf8);
 // never splitting a character.
 size_t Utf16Prefix(std::string_view validUtf8, size_t maxUnits);
 std::u16string Utf8ToUtf16(std::string_view validUtf8);
+
+// validUtf8 cut at kSpreadsheetCellLimit without a word (column names in header cells).
+std::string WithinCellLimit(std::string validUtf8);
 
 // Cuts validUtf8 at kSpreadsheetCellLimit and says so in warnings, naming the data row
 // (1-based) and the column. True when the text was cut.

@@ -346,7 +346,7 @@ class TXlsTableWriter {
   void StartSheet() {
     FSheets.push_back(std::make_unique<TSheet>());
     for (uint16_t column = 0; column < FColumnCount; ++column)
-      WriteString(column, ValidUtf8(FColumns[column].Name), kHeaderXf);
+      WriteString(column, WithinCellLimit(ValidUtf8(FColumns[column].Name)), kHeaderXf);
     FSheets.back()->Rows = 1;
   }
 
@@ -354,7 +354,7 @@ class TXlsTableWriter {
     return TBytes().U16(static_cast<uint16_t>(FSheets.back()->Rows)).U16(column).U16(xf);
   }
 
-  void WriteString(uint16_t column, std::string text, uint16_t xf) {
+  void WriteString(uint16_t column, const std::string& text, uint16_t xf) {
     const uint32_t index = FStrings.Add(Utf8ToUtf16(text));
     FSheets.back()->Cells.Write(Record(kLabelSst, CellHead(column, xf).U32(index)));
   }
@@ -364,7 +364,7 @@ class TXlsTableWriter {
     if (value.empty()) return;
     std::string text = ValidUtf8(value);
     FitCellText(text, FResult.Rows, FColumns[column].Name, FResult.Warnings);
-    WriteString(column, std::move(text), kCellXf);
+    WriteString(column, text, kCellXf);
   }
 
   void WriteDouble(uint16_t column, double value, uint16_t xf) {

@@ -71,7 +71,7 @@ class TXlsxTableWriter {
     if (FSheet == nullptr) throw std::runtime_error("cannot add a worksheet");
     ++FSheetCount;
     for (lxw_col_t column = 0; column < FColumnCount; ++column)
-      Check(worksheet_write_string(FSheet, 0, column, XmlText(FColumns[column].Name).c_str(),
+      Check(worksheet_write_string(FSheet, 0, column, WithinCellLimit(XmlText(FColumns[column].Name)).c_str(),
                                    FHeaderFormat));
     FSheetRow = 1;
   }

@@ -83,9 +83,9 @@ inline std::string PythonProgram() {
 
 // The cells of a workbook as {"sheets": [{"name", "rows"}]} (see tests/dump_spreadsheet.py).
 // Empty when python3 is not there, so the caller can skip.
-inline nlohmann::json ReadSpreadsheet(const std::filesystem::path& file) {
+inline nlohmann::json ReadSpreadsheet(const std::filesystem::path& file, const std::string& option = "") {
   const std::string script = std::string(QUILLON_SOURCE_DIR) + "/tests/dump_spreadsheet.py";
-  const std::string command = PythonProgram() + " '" + script + "' '" + file.string() + "' 2>&1";
+  const std::string command = PythonProgram() + " '" + script + "' " + option + " '" + file.string() + "' 2>&1";
   std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
   if (!pipe) throw std::runtime_error("cannot run python3");
   std::string output;
@@ -94,6 +94,11 @@ inline nlohmann::json ReadSpreadsheet(const std::filesystem::path& file) {
   const int status = pclose(pipe.release());
   if (status != 0) throw std::runtime_error("reader failed: " + output.substr(0, 2000));
   return nlohmann::json::parse(output);
+}
+
+// What is wrong in the record structure of an xls file (none: an empty array).
+inline nlohmann::json BiffProblems(const std::filesystem::path& file) {
+  return ReadSpreadsheet(file, "--biff-problems")["problems"];
 }
 
 inline bool HasPython() { return std::system((PythonProgram() + " --version >/dev/null 2>&1").c_str()) == 0; }
