@@ -255,6 +255,21 @@ bool TKwSqliteStatement::ColumnIsNull(int column) const {
   return FHandle == nullptr || sqlite3_column_type(FHandle, column) == SQLITE_NULL;
 }
 
+TKwSqliteType TKwSqliteStatement::ColumnType(int column) const {
+  switch (FHandle != nullptr ? sqlite3_column_type(FHandle, column) : SQLITE_NULL) {
+    case SQLITE_INTEGER:
+      return TKwSqliteType::Integer;
+    case SQLITE_FLOAT:
+      return TKwSqliteType::Real;
+    case SQLITE_TEXT:
+      return TKwSqliteType::Text;
+    case SQLITE_BLOB:
+      return TKwSqliteType::Blob;
+    default:
+      return TKwSqliteType::Null;
+  }
+}
+
 std::string TKwSqliteStatement::ColumnText(int column) const {
   return std::string(ColumnTextView(column));
 }

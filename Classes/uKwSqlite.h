@@ -64,6 +64,9 @@ class TKwSqliteDatabase {
 
 enum class TKwSqliteStep { Row, Done, Error };
 
+// The storage class of one value of a result row.
+enum class TKwSqliteType { Integer, Real, Text, Blob, Null };
+
 // One prepared statement. Move-only; the destructor finalises it. Prepare once, then for
 // each use: bind, step until Done, Reset. Parameter and column indexes: parameters count
 // from 1, columns from 0, as in SQLite.
@@ -104,6 +107,7 @@ class TKwSqliteStatement {
   std::string ColumnName(int column) const;
   int ColumnIndex(std::string_view name) const;  // -1 when there is no such column
   bool ColumnIsNull(int column) const;
+  TKwSqliteType ColumnType(int column) const;  // Null when nothing is prepared
   std::string ColumnText(int column) const;
   // The same text without a copy; valid until the next Step, Reset or column call on it.
   std::string_view ColumnTextView(int column) const;

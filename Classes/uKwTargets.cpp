@@ -38,22 +38,6 @@ void TKwTargetMailIMAP::Publish(TKwPublisher& p) {
 }
 
 
-void TKwTargetMailEmailParts::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.String("FieldsStr", FieldsStr);
-  p.Enum("FieldDelimiter", FieldDelimiter);
-  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
-  p.String("TargetFilename", TargetFilename);
-  p.Enum("TargetFormat", TargetFormat);
-  p.Boolean("AppendToFile", AppendToFile);
-}
-
-void TKwTargetMailEmailParts::Assign(const TKwPersistent& source) {
-  bool keep = AppendToFile;
-  TKwTargetMailBase::Assign(source);
-  AppendToFile = keep;
-}
-
 void TKwTargetMailColumnarEmailData::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
   p.Enum("FieldDelimiter", FieldDelimiter);

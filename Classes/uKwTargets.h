@@ -91,17 +91,8 @@ KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
 
-// Columnar outputs. AppendToFile persists but is not copied by Assign and not consulted.
-KW_TARGET_BEGIN(TKwTargetMailEmailParts, TKwTargetMailBase)
-  void Assign(const TKwPersistent& source) override;
-  std::string FieldsStr;  // two-digit TColumnField codes in the user's order
-  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
-  std::string OtherFieldDelimiter;  // one character
-  std::string TargetFilename;
-  TFileFormat TargetFormat = ffColExcel;
-  bool AppendToFile = false;
-};
-
+// Columnar outputs (TKwTargetMailEmailParts has its own unit). AppendToFile persists but
+// is not copied by Assign and not consulted.
 KW_TARGET_BEGIN(TKwTargetMailColumnarEmailData, TKwTargetMailBase)
   void Assign(const TKwPersistent& source) override;
   TColumnsFieldDelimiter FieldDelimiter = cfdNone;

@@ -118,12 +118,16 @@ int RunRun(const std::string& fileName, bool quiet) {
   TKwGlobalOptions globalOptions;
   root.GlobalOptions = &globalOptions;
   TProgressPrinter progress(quiet);
-  root.OnStatus = [&](TKwActionBase& sender, const std::string&, const std::string& text2) {
+  root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
     if (text2 == "Executing") progress.Status(sender.Caption + (sender.Name.empty() ? "" : " \"" + sender.Name + "\""));
     else if (text2.find("not available") != std::string::npos) progress.Status(text2);
+    else if (text1 == "Exporting") progress.Status(sender.Caption + " \"" + sender.Name + "\": " + text2);
   };
+  // A marquee (work without a count, such as writing an export) leaves the bar as it is.
   root.OnProgress = [&](TKwActionBase&, int position, const std::string& folder, const std::string& total,
-                        TRunningStatus) { progress.Update(folder, position, std::atol(total.c_str())); };
+                        TRunningStatus status) {
+    if (status != rsMarquee) progress.Update(folder, position, std::atol(total.c_str()));
+  };
   bool newSourceIds = HasSourceWithoutId(root);
   TDateTime start = NowLocal();
   {

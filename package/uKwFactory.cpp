@@ -12,6 +12,7 @@
 #include "uKwSources.h"
 #include "uKwTargetAttachments.h"
 #include "uKwTargetFolders.h"
+#include "uKwTargetMailEmailParts.h"
 #include "uKwTargetMailFolder.h"
 #include "uKwTargetMbox.h"
 #include "uKwTargetSingleFiles.h"

@@ -9,6 +9,8 @@ packages=(
   libfmt-dev nlohmann-json3-dev libcli11-dev
   zlib1g-dev libsqlite3-dev uuid-dev libgmime-3.0-dev libpcre2-dev
   libarchive-dev libssl-dev
+  libxlsxwriter-dev libgsf-1-dev libxml2-dev python3-openpyxl python3-xlrd
+  time
 )
 
 missing=()
