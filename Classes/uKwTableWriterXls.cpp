@@ -149,15 +149,15 @@ std::string BoundSheetRecord(uint32_t offset, size_t index) {
 
 // The SST record and its CONTINUE records, spooled as strings arrive. Every text cell gets
 // a string of its own (no search for repeats), so the table needs no memory per string.
-// Every eighth string's place is kept for the EXTSST index.
+// The places of every FStride-th string are kept for the EXTSST index; when they grow too
+// many, every other one is dropped and the stride doubles, so the index stays small.
 class TSharedStrings {
  public:
   uint32_t Add(const std::u16string& text) {
     const bool wide = IsWide(text);
     const size_t charSize = wide ? 2 : 1;
     if (kMaxRecordData - FRecord.Size() < 3 + (text.empty() ? 0 : charSize)) Flush();
-    if (FCount % 8 == 0)
-      FEveryEighth.push_back({FSpool.Size() + 4 + FRecord.Size(), static_cast<uint16_t>(4 + FRecord.Size())});
+    if (FCount % FStride == 0) KeepPlace();
     FRecord.U16(static_cast<uint16_t>(text.size())).U8(wide ? 1 : 0);
     for (size_t i = 0; i < text.size(); ++i) {
       if (kMaxRecordData - FRecord.Size() < charSize) {
@@ -192,26 +192,38 @@ class TSharedStrings {
     }
   }
 
-  // EXTSST: a bucket of strings every dsst strings, at most 128 buckets.
+  // EXTSST: the place of every dsst-th string, for at most 128 buckets.
   std::string ExtSstRecord(uint64_t sstOffset) const {
-    const size_t step = std::max<size_t>(1, (FEveryEighth.size() + 127) / 128);
+    const size_t step = Step();
     TBytes data;
-    data.U16(static_cast<uint16_t>(8 * step));
-    for (size_t i = 0; i < FEveryEighth.size(); i += step)
-      data.U32(static_cast<uint32_t>(sstOffset + FEveryEighth[i].Offset)).U16(FEveryEighth[i].InRecord).U16(0);
+    data.U16(static_cast<uint16_t>(FStride * step));
+    for (size_t i = 0; i < FPlaces.size(); i += step)
+      data.U32(static_cast<uint32_t>(sstOffset + FPlaces[i].Offset)).U16(FPlaces[i].InRecord).U16(0);
     return Record(kExtSst, data);
   }
 
-  size_t ExtSstSize() const {
-    const size_t step = std::max<size_t>(1, (FEveryEighth.size() + 127) / 128);
-    return 4 + 2 + 8 * ((FEveryEighth.size() + step - 1) / step);
-  }
+  size_t ExtSstSize() const { return 4 + 2 + 8 * ((FPlaces.size() + Step() - 1) / Step()); }
 
  private:
   struct TPlace {
     uint64_t Offset;    // of the string's length field, from the start of the SST record
     uint16_t InRecord;  // the same from the start of its record, header included
   };
+
+  static constexpr size_t kMaxPlaces = 4096;
+
+  void KeepPlace() {
+    FPlaces.push_back({FSpool.Size() + 4 + FRecord.Size(), static_cast<uint16_t>(4 + FRecord.Size())});
+    if (FPlaces.size() < kMaxPlaces) return;
+    for (size_t i = 0; 2 * i < FPlaces.size(); ++i) FPlaces[i] = FPlaces[2 * i];
+    FPlaces.resize((FPlaces.size() + 1) / 2);
+    FStride *= 2;
+  }
+
+  // Places per bucket: 128 buckets at most, while dsst still fits its 16 bits.
+  size_t Step() const {
+    return std::max<size_t>(1, std::min<size_t>((FPlaces.size() + 127) / 128, 0xFFFF / FStride));
+  }
 
   static bool IsWide(const std::u16string& text) {
     for (const char16_t c : text)
@@ -231,7 +243,8 @@ class TSharedStrings {
   TBytes FRecord = TBytes().U32(0).U32(0);  // the counts, filled in when copied out
   bool FFirst = true;
   uint32_t FCount = 0;
-  std::vector<TPlace> FEveryEighth;
+  uint32_t FStride = 8;  // Excel wants at least 8 strings a bucket
+  std::vector<TPlace> FPlaces;
 };
 
 // ---- Sheets ----
