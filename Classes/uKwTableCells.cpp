@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
@@ -262,4 +263,14 @@ std::string TKwSpoolFile::ReadString() {
   std::string text(length, '\0');
   Read(text.data(), text.size());
   return text;
+}
+
+void TKwSpoolFile::CopyRest(uint64_t bytes, const std::function<void(std::string_view)>& write) {
+  std::string buffer(1 << 16, '\0');
+  while (bytes > 0) {
+    const size_t chunk = static_cast<size_t>(std::min<uint64_t>(bytes, buffer.size()));
+    Read(buffer.data(), chunk);
+    write(std::string_view(buffer.data(), chunk));
+    bytes -= chunk;
+  }
 }

@@ -183,13 +183,7 @@ class TSharedStrings {
     FSpool.Read(header, sizeof header);
     write(std::string_view(header, 4));
     write(TBytes().U32(FCount).U32(FCount).Data());
-    std::string buffer(1 << 16, '\0');
-    for (uint64_t left = FSpool.Size() - sizeof header; left > 0;) {
-      const size_t chunk = static_cast<size_t>(std::min<uint64_t>(left, buffer.size()));
-      FSpool.Read(buffer.data(), chunk);
-      write(std::string_view(buffer.data(), chunk));
-      left -= chunk;
-    }
+    FSpool.CopyRest(FSpool.Size() - sizeof header, write);
   }
 
   // EXTSST: the place of every dsst-th string, for at most 128 buckets.
@@ -253,14 +247,18 @@ struct TSheet {
   TKwSpoolFile Cells;
   uint32_t Rows = 0;  // header included
 
-  // Everything of the sheet's substream but the spooled cells.
-  std::string Head(uint16_t columns, bool isFirst) const {
-    std::string head = BofRecord(0x0010);
-    head += Record(kDimensions, TBytes().U32(0).U32(columns > 0 ? Rows : 0).U16(0).U16(columns).U16(0));
-    head += Record(kWindow2, TBytes().U16(isFirst ? 0x06B6 : 0x00B6).U16(0).U16(0).U16(64).U16(0).U16(0).U16(0).U32(0));
-    return head;
+  // The records before the spooled cells, and those after them (the view settings follow
+  // the cell table).
+  std::string Head(uint16_t columns) const {
+    return BofRecord(0x0010) +
+           Record(kDimensions, TBytes().U32(0).U32(columns > 0 ? Rows : 0).U16(0).U16(columns).U16(0));
   }
-  uint64_t Size(uint16_t columns) const { return Head(columns, false).size() + Cells.Size() + 4; }
+  static std::string Tail(bool isFirst) {
+    const uint16_t flags = isFirst ? 0x06B6 : 0x00B6;  // grid, headers, zeros; first one selected
+    return Record(kWindow2, TBytes().U16(flags).U16(0).U16(0).U16(64).U16(0).U16(0).U16(0).U32(0)) +
+           Record(kEof);
+  }
+  uint64_t Size(uint16_t columns) const { return Head(columns).size() + Cells.Size() + Tail(false).size(); }
 };
 
 // ---- The OLE2 container ----
@@ -438,16 +436,10 @@ class TXlsTableWriter {
   }
 
   void WriteSheet(TWorkbookFile& file, TSheet& sheet, bool isFirst) {
-    file.Write(sheet.Head(FColumnCount, isFirst));
+    file.Write(sheet.Head(FColumnCount));
     sheet.Cells.Rewind();
-    std::string buffer(1 << 16, '\0');
-    for (uint64_t left = sheet.Cells.Size(); left > 0;) {
-      const size_t chunk = static_cast<size_t>(std::min<uint64_t>(left, buffer.size()));
-      sheet.Cells.Read(buffer.data(), chunk);
-      file.Write(std::string_view(buffer.data(), chunk));
-      left -= chunk;
-    }
-    file.Write(Record(kEof));
+    sheet.Cells.CopyRest(sheet.Cells.Size(), [&](std::string_view bytes) { file.Write(bytes); });
+    file.Write(TSheet::Tail(isFirst));
   }
 
   TKwTableRows& FRows;
