@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "uKwDateTime.h"
 
@@ -220,8 +221,8 @@ void TKwOutputFile::Write(std::string_view bytes) {
 }
 
 void TKwOutputFile::Close() {
-  std::FILE* file = FFile;
-  FFile = nullptr;
+  std::FILE* file = std::exchange(FFile, nullptr);
+  if (file == nullptr) return;
   if (std::fclose(file) != 0) throw std::runtime_error(SystemError("cannot write the file"));
 }
 
