@@ -2,11 +2,13 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <utility>
 
 #include "uKwDateTime.h"
 
@@ -219,8 +221,8 @@ void TKwOutputFile::Write(std::string_view bytes) {
 }
 
 void TKwOutputFile::Close() {
-  std::FILE* file = FFile;
-  FFile = nullptr;
+  std::FILE* file = std::exchange(FFile, nullptr);
+  if (file == nullptr) return;
   if (std::fclose(file) != 0) throw std::runtime_error(SystemError("cannot write the file"));
 }
 
@@ -262,4 +264,14 @@ std::string TKwSpoolFile::ReadString() {
   std::string text(length, '\0');
   Read(text.data(), text.size());
   return text;
+}
+
+void TKwSpoolFile::CopyRest(uint64_t bytes, const std::function<void(std::string_view)>& write) {
+  std::string buffer(1 << 16, '\0');
+  while (bytes > 0) {
+    const size_t chunk = static_cast<size_t>(std::min<uint64_t>(bytes, buffer.size()));
+    Read(buffer.data(), chunk);
+    write(std::string_view(buffer.data(), chunk));
+    bytes -= chunk;
+  }
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -81,6 +82,8 @@ class TKwSpoolFile {
   // Exactly size bytes, or throws.
   void Read(void* data, size_t size);
   std::string ReadString();
+  // The next bytes of the file, in pieces, to write (which may throw).
+  void CopyRest(uint64_t bytes, const std::function<void(std::string_view)>& write);
 
  private:
   std::FILE* FFile = nullptr;

@@ -83,6 +83,22 @@ bool TKwSqliteTableRows::Next(TKwTableRow& row) {
 
 namespace {
 
+// The writers index a row by column; a source that hands out short rows must not make them
+// read past the end.
+class TWholeRows : public TKwTableRows {
+ public:
+  explicit TWholeRows(TKwTableRows& rows) : FRows(rows) {}
+  const std::vector<TKwTableColumn>& Columns() const override { return FRows.Columns(); }
+  bool Next(TKwTableRow& row) override {
+    if (!FRows.Next(row)) return false;
+    row.resize(FRows.Columns().size());
+    return true;
+  }
+
+ private:
+  TKwTableRows& FRows;
+};
+
 bool HasTableWriter(TFileFormat format) {
   return format == ffColExcel || format == ffColXlsx || format == ffColTxt || format == ffColXml ||
          format == ffColHtml;
@@ -137,7 +153,8 @@ TKwTableWriteResult WriteTableFile(TFileFormat format, const std::string& fileNa
   try {
     partName = CreateSiblingFile(fileName);
     const std::string title = std::filesystem::path(fileName).stem().string();
-    WriteByFormat(format, partName, title, rows, options, result);
+    TWholeRows wholeRows(rows);
+    WriteByFormat(format, partName, title, wholeRows, options, result);
     std::error_code error;
     std::filesystem::rename(partName, fileName, error);
     if (error) throw std::runtime_error(error.message());

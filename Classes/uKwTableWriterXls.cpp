@@ -149,15 +149,15 @@ std::string BoundSheetRecord(uint32_t offset, size_t index) {
 
 // The SST record and its CONTINUE records, spooled as strings arrive. Every text cell gets
 // a string of its own (no search for repeats), so the table needs no memory per string.
-// Every eighth string's place is kept for the EXTSST index.
+// The places of every FStride-th string are kept for the EXTSST index; when they grow too
+// many, every other one is dropped and the stride doubles, so the index stays small.
 class TSharedStrings {
  public:
   uint32_t Add(const std::u16string& text) {
     const bool wide = IsWide(text);
     const size_t charSize = wide ? 2 : 1;
     if (kMaxRecordData - FRecord.Size() < 3 + (text.empty() ? 0 : charSize)) Flush();
-    if (FCount % 8 == 0)
-      FEveryEighth.push_back({FSpool.Size() + 4 + FRecord.Size(), static_cast<uint16_t>(4 + FRecord.Size())});
+    if (FCount % FStride == 0) KeepPlace();
     FRecord.U16(static_cast<uint16_t>(text.size())).U8(wide ? 1 : 0);
     for (size_t i = 0; i < text.size(); ++i) {
       if (kMaxRecordData - FRecord.Size() < charSize) {
@@ -183,35 +183,41 @@ class TSharedStrings {
     FSpool.Read(header, sizeof header);
     write(std::string_view(header, 4));
     write(TBytes().U32(FCount).U32(FCount).Data());
-    std::string buffer(1 << 16, '\0');
-    for (uint64_t left = FSpool.Size() - sizeof header; left > 0;) {
-      const size_t chunk = static_cast<size_t>(std::min<uint64_t>(left, buffer.size()));
-      FSpool.Read(buffer.data(), chunk);
-      write(std::string_view(buffer.data(), chunk));
-      left -= chunk;
-    }
+    FSpool.CopyRest(FSpool.Size() - sizeof header, write);
   }
 
-  // EXTSST: a bucket of strings every dsst strings, at most 128 buckets.
+  // EXTSST: the place of every dsst-th string, for at most 128 buckets.
   std::string ExtSstRecord(uint64_t sstOffset) const {
-    const size_t step = std::max<size_t>(1, (FEveryEighth.size() + 127) / 128);
+    const size_t step = Step();
     TBytes data;
-    data.U16(static_cast<uint16_t>(8 * step));
-    for (size_t i = 0; i < FEveryEighth.size(); i += step)
-      data.U32(static_cast<uint32_t>(sstOffset + FEveryEighth[i].Offset)).U16(FEveryEighth[i].InRecord).U16(0);
+    data.U16(static_cast<uint16_t>(FStride * step));
+    for (size_t i = 0; i < FPlaces.size(); i += step)
+      data.U32(static_cast<uint32_t>(sstOffset + FPlaces[i].Offset)).U16(FPlaces[i].InRecord).U16(0);
     return Record(kExtSst, data);
   }
 
-  size_t ExtSstSize() const {
-    const size_t step = std::max<size_t>(1, (FEveryEighth.size() + 127) / 128);
-    return 4 + 2 + 8 * ((FEveryEighth.size() + step - 1) / step);
-  }
+  size_t ExtSstSize() const { return 4 + 2 + 8 * ((FPlaces.size() + Step() - 1) / Step()); }
 
  private:
   struct TPlace {
     uint64_t Offset;    // of the string's length field, from the start of the SST record
     uint16_t InRecord;  // the same from the start of its record, header included
   };
+
+  static constexpr size_t kMaxPlaces = 4096;
+
+  void KeepPlace() {
+    FPlaces.push_back({FSpool.Size() + 4 + FRecord.Size(), static_cast<uint16_t>(4 + FRecord.Size())});
+    if (FPlaces.size() < kMaxPlaces) return;
+    for (size_t i = 0; 2 * i < FPlaces.size(); ++i) FPlaces[i] = FPlaces[2 * i];
+    FPlaces.resize((FPlaces.size() + 1) / 2);
+    FStride *= 2;
+  }
+
+  // Places per bucket: 128 buckets at most, while dsst still fits its 16 bits.
+  size_t Step() const {
+    return std::max<size_t>(1, std::min<size_t>((FPlaces.size() + 127) / 128, 0xFFFF / FStride));
+  }
 
   static bool IsWide(const std::u16string& text) {
     for (const char16_t c : text)
@@ -231,7 +237,8 @@ class TSharedStrings {
   TBytes FRecord = TBytes().U32(0).U32(0);  // the counts, filled in when copied out
   bool FFirst = true;
   uint32_t FCount = 0;
-  std::vector<TPlace> FEveryEighth;
+  uint32_t FStride = 8;  // Excel wants at least 8 strings a bucket
+  std::vector<TPlace> FPlaces;
 };
 
 // ---- Sheets ----
@@ -240,14 +247,18 @@ struct TSheet {
   TKwSpoolFile Cells;
   uint32_t Rows = 0;  // header included
 
-  // Everything of the sheet's substream but the spooled cells.
-  std::string Head(uint16_t columns, bool isFirst) const {
-    std::string head = BofRecord(0x0010);
-    head += Record(kDimensions, TBytes().U32(0).U32(columns > 0 ? Rows : 0).U16(0).U16(columns).U16(0));
-    head += Record(kWindow2, TBytes().U16(isFirst ? 0x06B6 : 0x00B6).U16(0).U16(0).U16(64).U16(0).U16(0).U16(0).U32(0));
-    return head;
+  // The records before the spooled cells, and those after them (the view settings follow
+  // the cell table).
+  std::string Head(uint16_t columns) const {
+    return BofRecord(0x0010) +
+           Record(kDimensions, TBytes().U32(0).U32(columns > 0 ? Rows : 0).U16(0).U16(columns).U16(0));
   }
-  uint64_t Size(uint16_t columns) const { return Head(columns, false).size() + Cells.Size() + 4; }
+  static std::string Tail(bool isFirst) {
+    const uint16_t flags = isFirst ? 0x06B6 : 0x00B6;  // grid, headers, zeros; first one selected
+    return Record(kWindow2, TBytes().U16(flags).U16(0).U16(0).U16(64).U16(0).U16(0).U16(0).U32(0)) +
+           Record(kEof);
+  }
+  uint64_t Size(uint16_t columns) const { return Head(columns).size() + Cells.Size() + Tail(false).size(); }
 };
 
 // ---- The OLE2 container ----
@@ -425,16 +436,10 @@ class TXlsTableWriter {
   }
 
   void WriteSheet(TWorkbookFile& file, TSheet& sheet, bool isFirst) {
-    file.Write(sheet.Head(FColumnCount, isFirst));
+    file.Write(sheet.Head(FColumnCount));
     sheet.Cells.Rewind();
-    std::string buffer(1 << 16, '\0');
-    for (uint64_t left = sheet.Cells.Size(); left > 0;) {
-      const size_t chunk = static_cast<size_t>(std::min<uint64_t>(left, buffer.size()));
-      sheet.Cells.Read(buffer.data(), chunk);
-      file.Write(std::string_view(buffer.data(), chunk));
-      left -= chunk;
-    }
-    file.Write(Record(kEof));
+    sheet.Cells.CopyRest(sheet.Cells.Size(), [&](std::string_view bytes) { file.Write(bytes); });
+    file.Write(TSheet::Tail(isFirst));
   }
 
   TKwTableRows& FRows;

@@ -30,17 +30,21 @@ json Boolean(bool value) { return json::array({"b", value}); }
 class TKwTableWriterSpreadsheetTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    if (!HasPython()) GTEST_SKIP() << "python3 is not installed: no reader for the workbooks";
+    if (!HasPython()) {
+      GTEST_SKIP() << "python3 is not installed: no reader for the workbooks";
+    }
   }
 
-  // Writes rows in format and reads the workbook back.
-  // An xls file must also be well built where the reader is lenient.
+  // Writes rows in format and reads the workbook back. An xls file must also be well built
+  // where the reader is lenient.
   json WriteAndRead(TFileFormat format, TKwTableRows& rows, TKwTableWriteResult* result = nullptr) {
     const fs::path file = FDir / (std::string("table") + Extension(format));
     const TKwTableWriteResult written = WriteTableFile(format, file.string(), rows);
     EXPECT_TRUE(written.Written);
     if (result != nullptr) *result = written;
-    if (format == ffColExcel) EXPECT_EQ(BiffProblems(file), json::array());
+    if (format == ffColExcel) {
+      EXPECT_EQ(BiffProblems(file), json::array());
+    }
     return ReadSpreadsheet(file)["sheets"];
   }
 

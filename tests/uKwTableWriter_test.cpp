@@ -362,6 +362,13 @@ TEST(TKwTableWriterTest, AnEmptyTableHasItsHeaderAndATableWithoutColumnsStillWri
   EXPECT_TRUE(ReadXml(dir / "none.xml"));
 }
 
+TEST(TKwTableWriterTest, RowsShorterOrLongerThanTheColumnsAreWrittenToTheColumns) {
+  TTempDir dir;
+  TVectorRows rows(TextColumns(), {{std::string("only one")}, {}, {std::string("a"), std::string("b"), std::string("c")}});
+  WriteTableFile(ffColTxt, (dir / "t.txt").string(), rows, {cfdComma, ""});
+  EXPECT_EQ(FileLines(dir / "t.txt"), (std::vector<std::string>{"Why,Value", "only one,", ",", "a,b"}));
+}
+
 TEST(TKwTableWriterTest, FormatsWithoutATableWriterWriteNothing) {
   TTempDir dir;
   for (const TFileFormat format : {ffColCsv, ffColSqL3, ffColAccess, ffColGSSheet, ffSfEml}) {
