@@ -505,12 +505,20 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
 }
 
 TSaveResult SaveAs(TKwMailMessage& message) {
+  const TKwSingleFilesOptions& options = *message.SaveOptions;
+  TKwOutputFilename output;
+  if (!UnavailableOutput(options) && !MakeFilename(message, options.Compression->CompressionMethod, output)) {
+    message.LastSavedFilename.clear();
+    return output.Result;
+  }
+  return SaveAs(message, output);
+}
+
+TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
   message.LastSavedFilename.clear();
   const TKwSingleFilesOptions& options = *message.SaveOptions;
   if (const auto unavailable = UnavailableOutput(options))
     return ErrorResult(std::string(kFormatNotAvailable) + *unavailable);
-  TKwOutputFilename output;
-  if (!MakeFilename(message, options.Compression->CompressionMethod, output)) return output.Result;
   if (const auto error = CreateFolders(output.TargetFolder)) return ErrorResult(*error);
   if (!output.AttachmentsFolder.empty() && message.Attachments->GetCount() > 0) {
     const TSaveResult saved = SaveAttachmentsApart(message, options, output);

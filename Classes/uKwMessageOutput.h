@@ -87,6 +87,8 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
 // the written file, or "" when nothing was written. Formats this build cannot write end as
 // ssError (kFormatNotAvailable) before anything is written.
 TSaveResult SaveAs(TKwMailMessage& message);
+// The same with the name MakeFilename already gave for this message and its options.
+TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output);
 
 // The writers. Each writes exactly fileName (replacing it), in the form above; ssSaved or
 // ssError with the reason. SaveAsMIME writes MHT when fileName ends in ".mht", else EML.

@@ -101,12 +101,22 @@ struct TKwMessagePrefetcher::TImpl {
   std::vector<std::unique_ptr<TKwMailMessage>> Spares;
   std::atomic<bool> Loading{true};
   bool Stopping = false;
-  std::thread Worker;
+  std::vector<std::thread> Workers;
 };
+
+namespace {
+
+// One core stays with the loop, which writes what the workers decode.
+size_t WorkerCount() {
+  const unsigned cores = std::thread::hardware_concurrency();
+  return std::clamp<size_t>(cores > 1 ? cores - 1 : 1, 1, 4);
+}
+
+}  // namespace
 
 TKwMessagePrefetcher::TKwMessagePrefetcher(const TKwMailMessage& prototype, size_t depth)
     : FImpl(std::make_unique<TImpl>(prototype, depth)) {
-  FImpl->Worker = std::thread([impl = FImpl.get()] { impl->Run(); });
+  for (size_t i = WorkerCount(); i > 0; --i) FImpl->Workers.emplace_back([impl = FImpl.get()] { impl->Run(); });
 }
 
 TKwMessagePrefetcher::~TKwMessagePrefetcher() {
@@ -115,7 +125,7 @@ TKwMessagePrefetcher::~TKwMessagePrefetcher() {
     FImpl->Stopping = true;
   }
   FImpl->WorkReady.notify_all();
-  FImpl->Worker.join();
+  for (std::thread& worker : FImpl->Workers) worker.join();
 }
 
 bool TKwMessagePrefetcher::HasRoom() const {

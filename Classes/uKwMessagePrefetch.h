@@ -1,17 +1,18 @@
 #pragma once
-// Decoding ahead: while the run loop hands one message to its targets, a worker thread
-// reads the header fields of the next ones and, as long as the loop keeps loading what it
-// is given, decodes them whole. A source that cuts messages out of a container (an mbox
-// file) submits each message's text in loop order and takes the results back in the same
-// order; decoding, the costliest step of a run, then overlaps writing.
+// Decoding ahead: while the run loop hands one message to its targets, worker threads
+// (one per spare core, at least one) read the header fields of the next messages and, as
+// long as the loop keeps loading what it is given, decode them whole. A source that cuts
+// messages out of a container (an mbox file) submits each message's text in loop order
+// and takes the results back in the same order; decoding, the costliest step of a run,
+// then overlaps writing.
 //
-// Whether the worker decodes whole messages follows the loop: a run that skips its
+// Whether the workers decode whole messages follows the loop: a run that skips its
 // messages (all already in the processed-message log, say) gets header fields only, so
 // that it costs no more than reading headers did.
 //
-// The worker touches nothing but the texts and message objects handed to it. Messages it
-// decodes are configured as the prototype given at construction (working folder, decode
-// options).
+// The workers touch nothing but the texts and message objects handed to them. Messages
+// they decode are configured as the prototype given at construction (working folder,
+// decode options).
 
 #include <cstdint>
 #include <memory>

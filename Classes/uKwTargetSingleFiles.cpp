@@ -33,7 +33,7 @@ void TKwTargetMailSingleFiles::ProcessMessage(TKwMailMessage& message) {
     FSaveStatus = output.Result.Status;
     error = output.Result.ErrorMessage;
   } else {
-    TSaveResult result = SaveAs(working);
+    TSaveResult result = SaveAs(working, output);
     FSaveStatus = result.Status;
     error = result.ErrorMessage;
     message.LastSavedFilename = working.LastSavedFilename;
