@@ -44,13 +44,18 @@ bool IsActionTextChar(char c) {
 
 bool IsActionText(std::string_view text) { return std::all_of(text.begin(), text.end(), IsActionTextChar); }
 
-// Where the braced id of the older form starts, or npos.
+bool IsIdChar(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+}
+
+// Where the braced id of the older form starts, or npos. The id is a GUID text, so
+// that no other text ending in "}" (a JSON file, say) is taken for one.
 size_t OldFormIdStart(std::string_view text) {
-  if (text.empty() || text.back() != '}') return std::string_view::npos;
+  if (text.size() < 2 || text.back() != '}') return std::string_view::npos;
   size_t open = text.rfind('{');
-  if (open == std::string_view::npos) return open;
-  std::string_view id = text.substr(open);
-  return id.find_first_of("\r\n") == std::string_view::npos ? open : std::string_view::npos;
+  if (open == std::string_view::npos || open + 2 == text.size()) return std::string_view::npos;
+  std::string_view inner = text.substr(open + 1, text.size() - open - 2);
+  return std::all_of(inner.begin(), inner.end(), IsIdChar) ? open : std::string_view::npos;
 }
 
 std::string MissingTrailerReason(const std::string& fileName, std::string_view tail) {

@@ -4,7 +4,7 @@
 // Current form: the base64 action text, then the 808-byte trailer below, so that a job
 // list reads a job's name and schedule from the file's end without loading its tree.
 // Older form: the base64 action text directly followed by the braced JobId (no length,
-// no terminator). Neither brace nor the trailer's length byte belongs to the base64
+// no terminator); only letters, digits and "-" are taken for an id between the braces. Neither brace nor the trailer's length byte belongs to the base64
 // alphabet, so the action text always ends where either tail begins.
 //
 // Trailer layout; each text is a length byte and a fixed character area (unused bytes

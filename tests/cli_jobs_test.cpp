@@ -18,10 +18,10 @@ struct TRun {
   std::string Out;  // stdout only
 };
 
-// stderr goes to the terminal of the test run, so that Out holds the results only.
-TRun Quillon(const std::string& args) {
+// Out holds stdout only, unless stderr is sent there too.
+TRun Quillon(const std::string& args, const char* stderrTo = "/dev/null") {
   TRun run;
-  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>/dev/null";
+  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>" + stderrTo;
   FILE* pipe = popen(command.c_str(), "r");
   std::array<char, 4096> buffer;
   while (size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) run.Out.append(buffer.data(), n);
@@ -30,7 +30,7 @@ TRun Quillon(const std::string& args) {
   return run;
 }
 
-TRun QuillonWithErrors(const std::string& args) { return Quillon(args + " 2>&1"); }
+TRun QuillonWithErrors(const std::string& args) { return Quillon(args, "&1"); }
 
 int CountLines(const std::string& text) {
   int n = 0;
@@ -46,7 +46,8 @@ std::string JobJson(const std::string& mbox) {
   return std::string(R"({"kind": "stiJob", "Name": "Nightly", "Caption": "Nightly export",
     "Description": "The shared inbox", "JobId": ")") + kJobId + R"(",
     "Schedule.Enabled": true, "Schedule.SchedulingInterval": "siOnceADay",
-    "children": [{"kind": "stiMailSrcMbox", "SourceOptions.Filename": ")" + mbox + R"("}]})";
+    "children": [{"kind": "stiMailSrcMbox", "SourceOptions.Filename": ")" + mbox + R"(",
+      "children": [{"kind": "stiMailTarMbox", "TargetFilename": ")" + mbox + R"(.out"}]}]})";
 }
 
 const char* kMbox =
@@ -122,7 +123,7 @@ TEST_F(CliJobsTest, RunStartsTheJobAndLogsListsItsReports) {
   ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
   TRun first = Quillon("run --quiet " + Path("nightly.qjob"));
   EXPECT_EQ(first.Status, 0) << first.Out;
-  EXPECT_TRUE(Has(first.Out, "1 processed, 0 saved, 0 skipped, 0 errors")) << first.Out;
+  EXPECT_TRUE(Has(first.Out, "1 processed, 1 saved, 0 skipped, 0 errors")) << first.Out;
   EXPECT_TRUE(Has(first.Out, std::string("Report: ") + FHome.Path().string())) << first.Out;
   EXPECT_TRUE(Has(first.Out, kJobId)) << first.Out;
   // The new source id went back into the job file, which stays a job file.

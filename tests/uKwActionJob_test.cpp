@@ -15,6 +15,7 @@
 #include "uKwMessageName.h"
 #include "uKwRegFolders.h"
 #include "uKwSourceBase.h"
+#include "uKwTargetMbox.h"
 
 namespace fs = std::filesystem;
 
@@ -32,7 +33,7 @@ class ActionJobTest : public ::testing::Test {
  protected:
   TTempHome FHome;
 
-  // A job over a two-message mbox, with nothing below the source.
+  // A job copying a two-message mbox into another.
   std::unique_ptr<TKwActionBase> MboxJob() {
     WriteFileText(FHome / "in.mbox", kMbox);
     auto job = CreateNewAction(stiJob);
@@ -40,6 +41,8 @@ class ActionJobTest : public ::testing::Test {
     job->Description = "Reads the inbox";
     auto& source = static_cast<TKwSourceMailBase&>(job->GetChild(job->AddChild(stiMailSrcMbox)));
     source.SourceOptions->Filename = (FHome / "in.mbox").string();
+    auto& target = static_cast<TKwTargetMailMbox&>(source.GetChild(source.AddChild(stiMailTarMbox)));
+    target.TargetFilename = (FHome / "out.mbox").string();
     return job;
   }
   static TKwBaseActionJob& AsJob(std::unique_ptr<TKwActionBase>& action) {
@@ -187,6 +190,26 @@ TEST_F(ActionJobTest, ConvertsToJsonAndBackToTheSameJobFile) {
   EXPECT_NE(error.find("Only a job"), std::string::npos) << error;
 }
 
+TEST_F(ActionJobTest, StoringIdsBackKeepsEachFileInItsForm) {
+  auto job = MboxJob();
+  std::string error;
+  ASSERT_TRUE(AsJob(job).SaveToFile(Path("new.qjob"), error));
+  ASSERT_TRUE(AsJob(job).SaveToFileOld(Path("old.qjob"), error));
+  ASSERT_TRUE(job->SaveToFile(Path("plain.qaf"), error));
+  auto& source = dynamic_cast<TKwSourceMailBase&>(job->GetChild(0));
+  source.SourceId = "{00000000-1111-2222-3333-444444444444}";
+  for (const char* name : {"new.qjob", "old.qjob", "plain.qaf"}) {
+    ASSERT_TRUE(StoreSourceIds(*job, Path(name), error)) << name << ": " << error;
+    TKwActionLoadResult loaded = LoadActionFromFile(Path(name));
+    ASSERT_TRUE(loaded.Action) << name;
+    EXPECT_EQ(dynamic_cast<TKwSourceMailBase&>(loaded.Action->GetChild(0)).SourceId, source.SourceId) << name;
+  }
+  TJobInfo info;
+  EXPECT_TRUE(TKwBaseActionJob::LoadJobInfo(Path("new.qjob"), info));
+  EXPECT_EQ(ReadFileText(Path("old.qjob")), job->SaveToString() + AsJob(job).JobId);
+  EXPECT_EQ(ReadFileText(Path("plain.qaf")), job->SaveToString());
+}
+
 // ---- files that are not job files
 
 TEST_F(ActionJobTest, FilesWithoutTrailerSayWhy) {
@@ -234,7 +257,9 @@ TEST_F(ActionJobTest, ActionTextOfAJobFileStopsAtItsTail) {
   EXPECT_EQ(JobFileActionText(text + EncodeJobInfo(info)), text);
   // Anything else is left for the decoder to refuse.
   EXPECT_EQ(JobFileActionText(text + "garbage!"), text + "garbage!");
-  EXPECT_EQ(JobFileActionText("{only an id}"), "");
+  EXPECT_EQ(JobFileActionText("{ONLY-AN-ID}"), "");
+  EXPECT_EQ(JobFileActionText(text + "{\"kind\": 1}"), text + "{\"kind\": 1}");  // no id
+  EXPECT_EQ(OldFormJobId(text + "{\"kind\": 1}"), "");
 }
 
 // ---- StartJob
