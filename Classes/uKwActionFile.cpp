@@ -6,8 +6,8 @@
 
 #include "uKwActionJob.h"
 #include "uKwJobInfo.h"
-#include "uKwLogSubs.h"
 #include "uKwJson.h"
+#include "uKwLogSubs.h"
 #include "uKwSourceBase.h"
 #include "uKwStream.h"
 
@@ -149,18 +149,13 @@ void MergeSourceIds(TKwActionBase& action, json& node) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 // Saves a tree back into the file it came from, in the form that file has: a job file
 // keeps its trailer (refreshed) or its older-form id, an action file stays one.
 bool SaveInSameForm(TKwActionBase& action, const std::string& fileName, std::string& error) {
   auto* job = dynamic_cast<TKwBaseActionJob*>(&action);
   if (!job) return action.SaveToFile(fileName, error);
   TJobInfo info;
-  std::string ignored;
-  if (TKwBaseActionJob::LoadJobInfo(fileName, info, ignored)) return job->SaveToFile(fileName, error);
+  if (TKwBaseActionJob::LoadJobInfo(fileName, info)) return job->SaveToFile(fileName, error);
   if (!ReadJobIdFromExtractJobFile(fileName).empty()) return job->SaveToFileOld(fileName, error);
   return action.SaveToFile(fileName, error);
 }
