@@ -93,8 +93,9 @@ bool DecodeJobInfo(std::string_view tail, TJobInfo& info) {
   return true;
 }
 
-bool ReadJobInfoFromFile(const std::string& fileName, TJobInfo& info, std::string& error) {
-  info = TJobInfo();
+bool ReadJobFileTail(const std::string& fileName, std::string& tail, size_t& fileSize, std::string& error) {
+  tail.clear();
+  fileSize = 0;
   std::ifstream in(fileName, std::ios::binary | std::ios::ate);
   if (!in) {
     error = "Cannot open file \"" + fileName + "\"";
@@ -105,15 +106,23 @@ bool ReadJobInfoFromFile(const std::string& fileName, TJobInfo& info, std::strin
     error = "Cannot read file \"" + fileName + "\"";
     return false;
   }
-  size_t tailSize = static_cast<size_t>(std::min<std::streamoff>(size, kJobInfoSize));
-  std::string tail(tailSize, '\0');
-  in.seekg(size - static_cast<std::streamoff>(tailSize));
-  if (!in.read(tail.data(), static_cast<std::streamsize>(tailSize))) {
+  tail.resize(static_cast<size_t>(std::min<std::streamoff>(size, kJobInfoSize)));
+  in.seekg(size - static_cast<std::streamoff>(tail.size()));
+  if (!in.read(tail.data(), static_cast<std::streamsize>(tail.size()))) {
     error = "Cannot read file \"" + fileName + "\"";
     return false;
   }
+  fileSize = static_cast<size_t>(size);
+  return true;
+}
+
+bool ReadJobInfoFromFile(const std::string& fileName, TJobInfo& info, std::string& error) {
+  info = TJobInfo();
+  std::string tail;
+  size_t size = 0;
+  if (!ReadJobFileTail(fileName, tail, size, error)) return false;
   // A file of only the trailer holds no action: not a job file either.
-  if (static_cast<size_t>(size) > kJobInfoSize && DecodeJobInfo(tail, info)) return true;
+  if (size > kJobInfoSize && DecodeJobInfo(tail, info)) return true;
   error = MissingTrailerReason(fileName, tail);
   return false;
 }

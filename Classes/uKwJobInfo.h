@@ -41,6 +41,10 @@ std::string EncodeJobInfo(const TJobInfo& info);
 // the whole area.
 bool DecodeJobInfo(std::string_view tail, TJobInfo& info);
 
+// The last kJobInfoSize bytes of a file (all of a shorter one), where a job file keeps
+// its trailer or its older-form id, and the file's size. False with a reason when the
+// file cannot be read.
+bool ReadJobFileTail(const std::string& fileName, std::string& tail, size_t& fileSize, std::string& error);
 // The trailer of a job file. False with a reason when the file cannot be read, is not
 // longer than the trailer, or does not end in one (a plain action file, a job file of the
 // older form, a file cut short).

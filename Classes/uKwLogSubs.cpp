@@ -187,18 +187,11 @@ void LoadJobLogs(const std::string& jobId, TStringList& strings) {
 }
 
 std::string ReadJobIdFromExtractJobFile(const std::string& fileName) {
+  std::string tail, error;
+  size_t size = 0;
+  if (!ReadJobFileTail(fileName, tail, size, error)) return {};
   TJobInfo info;
-  std::string error;
-  if (ReadJobInfoFromFile(fileName, info, error)) return info.JobId;
-  // The older form: the braced id ends the file, and it is never longer than a trailer.
-  std::ifstream in(fileName, std::ios::binary | std::ios::ate);
-  if (!in) return {};
-  std::streamoff size = in.tellg();
-  if (size <= 0) return {};
-  size_t tailSize = static_cast<size_t>(std::min<std::streamoff>(size, kJobInfoSize));
-  std::string tail(tailSize, '\0');
-  in.seekg(size - static_cast<std::streamoff>(tailSize));
-  if (!in.read(tail.data(), static_cast<std::streamsize>(tailSize))) return {};
+  if (size > kJobInfoSize && DecodeJobInfo(tail, info)) return info.JobId;
   return OldFormJobId(tail);
 }
 

@@ -44,10 +44,13 @@ std::string OneLine(std::string text) {
 }
 
 void PrintTable(const std::vector<TJobRow>& rows) {
-  size_t fileWidth = 4;
-  for (const TJobRow& row : rows) fileWidth = std::max(fileWidth, row.File.size());
-  std::cout << fmt::format("{:<{}}  {:<38}  {:<9}  {:<32}  {}\n", "FILE", fileWidth, "JOB ID", "SCHEDULED",
-                           "SCHEDULE", "CAPTION / DESCRIPTION");
+  size_t fileWidth = 4, scheduleWidth = 8;
+  for (const TJobRow& row : rows) {
+    fileWidth = std::max(fileWidth, row.File.size());
+    if (row.HasInfo) scheduleWidth = std::max(scheduleWidth, OneLine(row.Info.ScheduleText).size());
+  }
+  std::cout << fmt::format("{:<{}}  {:<38}  {:<9}  {:<{}}  {}\n", "FILE", fileWidth, "JOB ID", "SCHEDULED",
+                           "SCHEDULE", scheduleWidth, "CAPTION / DESCRIPTION");
   for (const TJobRow& row : rows) {
     if (!row.HasInfo) {
       std::cout << fmt::format("{:<{}}  ({})\n", row.File, fileWidth, row.Error);
@@ -55,8 +58,9 @@ void PrintTable(const std::vector<TJobRow>& rows) {
     }
     std::string text = OneLine(row.Info.Caption);
     if (!row.Info.Description.empty()) text += " / " + OneLine(row.Info.Description);
-    std::cout << fmt::format("{:<{}}  {:<38}  {:<9}  {:<32}  {}\n", row.File, fileWidth, OneLine(row.Info.JobId),
-                             row.Info.ScheduleEnabled ? "yes" : "no", OneLine(row.Info.ScheduleText), text);
+    std::cout << fmt::format("{:<{}}  {:<38}  {:<9}  {:<{}}  {}\n", row.File, fileWidth, OneLine(row.Info.JobId),
+                             row.Info.ScheduleEnabled ? "yes" : "no", OneLine(row.Info.ScheduleText), scheduleWidth,
+                             text);
   }
 }
 
