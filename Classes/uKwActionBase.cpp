@@ -8,6 +8,7 @@
 
 #include "uKwActionLog.h"
 #include "uKwAssert.h"
+#include "uKwJobInfo.h"
 #include "uKwJson.h"
 #include "uKwRegFolders.h"
 #include "uKwStream.h"
@@ -270,7 +271,8 @@ std::string TKwActionBase::SaveToString() {
 
 bool TKwActionBase::LoadFromString(const std::string& text, std::string& error) {
   std::string stream;
-  if (!DecodeBase64(text, stream)) {
+  // A job file's trailer (or older-form id) follows the action text; the text ends there.
+  if (!DecodeBase64(JobFileActionText(text), stream)) {
     error = "Not an action file: the text is not base64";
     return false;
   }

@@ -5,7 +5,9 @@
 #include <sstream>
 
 #include "uKwActionJob.h"
+#include "uKwJobInfo.h"
 #include "uKwJson.h"
+#include "uKwLogSubs.h"
 #include "uKwSourceBase.h"
 #include "uKwStream.h"
 
@@ -101,7 +103,7 @@ TKwActionLoadResult LoadActionFromText(const std::string& text) {
     return LoadActionFromJson(parsed);
   }
   std::string stream;
-  if (!DecodeBase64(text, stream)) return Failure("Not an action file: the text is not base64");
+  if (!DecodeBase64(JobFileActionText(text), stream)) return Failure("Not an action file: the text is not base64");
   return LoadActionFromStream(stream);
 }
 
@@ -147,10 +149,21 @@ void MergeSourceIds(TKwActionBase& action, json& node) {
   }
 }
 
+// Saves a tree back into the file it came from, in the form that file has: a job file
+// keeps its trailer (refreshed) or its older-form id, an action file stays one.
+bool SaveInSameForm(TKwActionBase& action, const std::string& fileName, std::string& error) {
+  auto* job = dynamic_cast<TKwBaseActionJob*>(&action);
+  if (!job) return action.SaveToFile(fileName, error);
+  TJobInfo info;
+  if (TKwBaseActionJob::LoadJobInfo(fileName, info)) return job->SaveToFile(fileName, error);
+  if (!ReadJobIdFromExtractJobFile(fileName).empty()) return job->SaveToFileOld(fileName, error);
+  return action.SaveToFile(fileName, error);
+}
+
 }  // namespace
 
 bool StoreSourceIds(TKwActionBase& action, const std::string& fileName, std::string& error) {
-  if (LowerExtension(fileName) != ".json") return action.SaveToFile(fileName, error);
+  if (LowerExtension(fileName) != ".json") return SaveInSameForm(action, fileName, error);
   std::ifstream in(fileName, std::ios::binary);
   json document = json::parse(in, nullptr, false);
   if (document.is_discarded() || !document.is_object()) {
@@ -169,6 +182,13 @@ bool StoreSourceIds(TKwActionBase& action, const std::string& fileName, std::str
 }
 
 bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error) {
+  if (LowerExtension(fileName) == kJobFileExtension) {
+    auto* job = dynamic_cast<TKwBaseActionJob*>(&action);
+    if (job) return job->SaveToFile(fileName, error);
+    error = "Only a job can be saved as a job file (" + std::string(kJobFileExtension) + "); this tree's root is " +
+            SourceTargetItemToString(action.ItemType);
+    return false;
+  }
   if (LowerExtension(fileName) != ".json") return action.SaveToFile(fileName, error);
   std::ofstream out(fileName, std::ios::binary | std::ios::trunc);
   if (!out) {

@@ -1,6 +1,7 @@
 #pragma once
 // Action trees on disk, whatever their form: the action file (base64 text of the
-// property stream, ".qaf") and the JSON form (".json"). The root's class is found from
+// property stream, ".qaf"), the job file (the same followed by the job information
+// trailer, ".qjob") and the JSON form (".json"). The root's class is found from
 // the stored kind, so a caller need not know what a file holds.
 
 #include <memory>
@@ -32,9 +33,13 @@ nlohmann::ordered_json ActionToJson(TKwActionBase& action);
 // finds their processed-message log (and a job keeps its JobId, which names its reports).
 // Writes the ids of `action`'s tree into fileName, which holds that tree: a JSON file
 // keeps its own members and gains "SourceId" and "JobId" where it had none; an action
-// file is saved anew. False with a reason when it cannot be written.
+// or job file is saved anew in its own form (a job file keeps its trailer, or its
+// older-form id). False with a reason when it cannot be written.
 bool StoreSourceIds(TKwActionBase& action, const std::string& fileName, std::string& error);
 
-// Writes by the extension of `fileName`: ".json" the JSON form, anything else the
+constexpr char kJobFileExtension[] = ".qjob";
+
+// Writes by the extension of `fileName`: ".json" the JSON form, ".qjob" the job file
+// (action file and job information trailer; the root must be a job), anything else the
 // action file. False with a reason when the file cannot be written.
 bool SaveActionToFile(TKwActionBase& action, const std::string& fileName, std::string& error);

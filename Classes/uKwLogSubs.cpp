@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "uKwDateTime.h"
+#include "uKwJobInfo.h"
 #include "uKwMessageName.h"
 #include "uKwRegFolders.h"
 
@@ -16,8 +17,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr size_t kJobInfoSize = 808;  // the job file trailer
-constexpr size_t kJobIdFieldSize = 38;
 constexpr int kSaveAttempts = 3;
 constexpr auto kSaveRetryPause = std::chrono::milliseconds(100);
 
@@ -188,27 +187,12 @@ void LoadJobLogs(const std::string& jobId, TStringList& strings) {
 }
 
 std::string ReadJobIdFromExtractJobFile(const std::string& fileName) {
-  std::ifstream in(fileName, std::ios::binary | std::ios::ate);
-  if (!in) return {};
-  std::streamoff size = in.tellg();
-  if (size <= 0) return {};
-  // The tail holds either the trailer or the id of the older form; the id never exceeds
-  // the trailer's length.
-  size_t tailSize = static_cast<size_t>(std::min<std::streamoff>(size, kJobInfoSize));
-  std::string tail(tailSize, '\0');
-  in.seekg(size - static_cast<std::streamoff>(tailSize));
-  if (!in.read(tail.data(), static_cast<std::streamsize>(tailSize))) return {};
-  if (static_cast<size_t>(size) > kJobInfoSize && tail[1] == '{') {
-    size_t length = std::min<size_t>(static_cast<unsigned char>(tail[0]), kJobIdFieldSize);
-    return tail.substr(1, length);
-  }
-  // Base64 text holds neither brace, so a braced tail can only be the id.
-  if (tail.back() != '}') return {};
-  size_t open = tail.rfind('{');
-  if (open == std::string::npos) return {};
-  std::string id = tail.substr(open);
-  if (id.find_first_of("\r\n") != std::string::npos) return {};
-  return id;
+  std::string tail, error;
+  size_t size = 0;
+  if (!ReadJobFileTail(fileName, tail, size, error)) return {};
+  TJobInfo info;
+  if (size > kJobInfoSize && DecodeJobInfo(tail, info)) return info.JobId;
+  return OldFormJobId(tail);
 }
 
 // ---------------------------------------------------------------- report text

@@ -5,8 +5,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <vector>
 
 #include <fmt/format.h>
+
+#include "uKwDateTime.h"
 
 namespace {
 
@@ -168,6 +171,75 @@ void TKwScheduleOptions::Clear() {
   TaskName.clear();
   UserName.clear();
   WeekDays = 127;
+}
+
+namespace {
+
+constexpr int kAllWeekDays = 0x7F;
+constexpr int kWorkWeekDays = 0x3E;  // Monday to Friday
+constexpr int kWeekendDays = 0x41;   // Sunday and Saturday
+constexpr const char* kDayNames[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+// 0001-01-01 and 10000-01-01: a stored date outside them is shown as midnight 1899-12-30.
+constexpr TDateTime kFirstDate = -693593.0, kPastLastDate = 2958466.0;
+
+TDateTime SaneDate(TDateTime value) { return value >= kFirstDate && value < kPastLastDate ? value : 0; }
+
+std::string ScheduleClock(TDateTime value) {
+  TKwDateParts p = DecodeDateTime(SaneDate(value));
+  return fmt::format("{:02}:{:02}", p.Hour, p.Minute);
+}
+
+std::string ScheduleDate(TDateTime value) {
+  TKwDateParts p = DecodeDateTime(SaneDate(value));
+  return fmt::format("{:04}-{:02}-{:02}", p.Year, p.Month, p.Day);
+}
+
+// "Mon, Wed and Fri", Monday first as a calendar reads.
+std::string DayList(int days) {
+  std::vector<std::string> names;
+  for (int i = 1; i <= 7; ++i)
+    if (days & (1 << (i % 7))) names.emplace_back(kDayNames[i % 7]);
+  std::string text;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) text += i + 1 == names.size() ? " and " : ", ";
+    text += names[i];
+  }
+  return text;
+}
+
+std::string IntervalText(int minutes) {
+  if (minutes == 1) return "Every minute";
+  if (minutes == 60) return "Every hour";
+  if (minutes % 60 == 0) return fmt::format("Every {} hours", minutes / 60);
+  return fmt::format("Every {} minutes", minutes);
+}
+
+// "Daily at 08:00", "Weekdays at 08:00", "Mon and Thu at 08:00".
+std::string DailyText(int days, const std::string& clock) {
+  if (days == kAllWeekDays) return "Daily at " + clock;
+  if (days == kWorkWeekDays) return "Weekdays at " + clock;
+  if (days == kWeekendDays) return "Weekends at " + clock;
+  return DayList(days) + " at " + clock;
+}
+
+std::string OnDaysText(int days) {
+  if (days == kAllWeekDays) return "";
+  if (days == kWorkWeekDays) return " on weekdays";
+  if (days == kWeekendDays) return " on weekends";
+  return " on " + DayList(days);
+}
+
+}  // namespace
+
+std::string TKwScheduleOptions::GetStatusText() const {
+  if (!Enabled || SchedulingInterval == siNone) return "Not scheduled";
+  if (SchedulingInterval == siDateTime)
+    return "Once at " + ScheduleDate(StartDateTime) + " " + ScheduleClock(StartDateTime);
+  int days = WeekDays & kAllWeekDays;
+  if (days == 0) return "Not scheduled (no week day chosen)";
+  std::string clock = ScheduleClock(StartTime);
+  if (SchedulingInterval == siOnceADay || MinutesInterval <= 0) return DailyText(days, clock);
+  return IntervalText(MinutesInterval) + " from " + clock + OnDaysText(days);
 }
 
 // ---- PDF, compression ----

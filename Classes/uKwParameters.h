@@ -80,6 +80,15 @@ class TKwScheduleOptions : public TKwPersistent {
   KW_OPTION_CLASS(TKwScheduleOptions);
   // Resets every property; StartDateTime becomes the current local time.
   void Clear();
+  // The schedule as a sentence for job lists and the job file's trailer:
+  //   "Not scheduled"                    when not Enabled, or SchedulingInterval is siNone
+  //   "Once at 2024-01-31 08:00"         siDateTime, at StartDateTime
+  //   "Daily at 08:00"                   siOnceADay, at the time of day of StartTime
+  //   "Every 30 minutes from 08:00"      siDailyAtIntervals, from the time of StartTime
+  // Repeating kinds name their days unless all seven are set: "Weekdays at 08:00",
+  // "Mon, Wed and Fri at 08:00", "Every hour from 08:00 on weekends"; with no day set
+  // the text is "Not scheduled (no week day chosen)".
+  std::string GetStatusText() const;
 
   bool Enabled = false;
   int32_t MinutesInterval = 0;
@@ -90,7 +99,7 @@ class TKwScheduleOptions : public TKwPersistent {
   TDateTime StartDateTime = 0;
   TDateTime StartTime = 0;
   std::string TaskName, UserName;
-  int32_t WeekDays = 127;  // bit mask of the seven week days
+  int32_t WeekDays = 127;  // bit mask of the seven week days: bit 0 Sunday ... bit 6 Saturday
 };
 
 class TKwPDFEncryptionOptions : public TKwPersistent {

@@ -1,4 +1,5 @@
-// quillon convert IN OUT: between the JSON form and the action file, by extension.
+// quillon convert IN OUT: between the JSON form, the action file and the job file, by
+// the extension of OUT.
 
 #include "Commands.h"
 #include "uKwActionFile.h"
@@ -23,10 +24,10 @@ int RunConvert(const std::string& in, const std::string& out) {
 }  // namespace
 
 void AddConvertCommand(CLI::App& app, int& status) {
-  auto* cmd = app.add_subcommand("convert", "Convert between .json and .qaf action files (by extension)");
+  auto* cmd = app.add_subcommand("convert", "Convert between .json, .qaf action files and .qjob job files (by extension)");
   auto in = std::make_shared<std::string>();
   auto out = std::make_shared<std::string>();
-  cmd->add_option("IN", *in, "File to read (.json or .qaf)")->required();
-  cmd->add_option("OUT", *out, "File to write: .json gives the JSON form, anything else an action file")->required();
+  cmd->add_option("IN", *in, "File to read (.json, .qaf or .qjob)")->required();
+  cmd->add_option("OUT", *out, "File to write: .json gives the JSON form, .qjob a job file (the root must be a job), anything else an action file")->required();
   cmd->callback([&status, in, out] { status = RunConvert(*in, *out); });
 }

@@ -1,17 +1,20 @@
-// quillon run FILE [--quiet]: runs an action tree; Ctrl-C aborts it cooperatively.
+// quillon run FILE [--quiet]: starts a job (or runs another action tree); Ctrl-C aborts it
+// cooperatively.
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <thread>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "Commands.h"
-#include "uKwActionFile.h"
 #include "Progress.h"
+#include "uKwActionFile.h"
 #include "uKwActionJob.h"
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
@@ -92,7 +95,8 @@ bool HasSourceWithoutId(TKwActionBase& action) {
   return false;
 }
 
-// The run report in the logs folder, as a job leaves it; "" when it cannot be written.
+// Only a job files its own report (StartJob); any other root gets one named after its
+// file. "" when it cannot be written.
 std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTime start) {
   TKwMainLog mainLog;
   mainLog.JobName = root.Name.empty() ? fileName : root.Name;
@@ -100,11 +104,18 @@ std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTi
   mainLog.StartTime = start;
   mainLog.EndTime = NowLocal();
   TKwActionBase::AddChildActionsToMainLog(mainLog, root);
-  auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
-  std::string id = job ? job->JobId : std::filesystem::path(fileName).stem().string();
-  std::string reportName = GetLogFileName(id, mainLog.StartTime);
+  std::string reportName = GetLogFileName(std::filesystem::path(fileName).stem().string(), mainLog.StartTime);
   std::string error;
   return mainLog.SaveToFile(reportName, error) ? reportName : "";
+}
+
+// A job in a JSON file without "JobId" gets a new id at every load; storing it keeps
+// its reports under one id.
+bool JobIdMissingFromJson(TKwActionBase& root, const std::string& fileName) {
+  if (!dynamic_cast<TKwBaseActionJob*>(&root)) return false;
+  std::ifstream in(fileName, std::ios::binary);
+  nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
+  return document.is_object() && !document.contains("JobId");
 }
 
 int RunRun(const std::string& fileName, bool quiet) {
@@ -128,11 +139,15 @@ int RunRun(const std::string& fileName, bool quiet) {
                         TRunningStatus status) {
     if (status != rsMarquee) progress.Update(folder, position, std::atol(total.c_str()));
   };
-  bool newSourceIds = HasSourceWithoutId(root);
+  bool newIds = HasSourceWithoutId(root) || JobIdMissingFromJson(root, fileName);
+  auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
   TDateTime start = NowLocal();
   {
     TAbortWatcher watcher(root);
-    root.Execute();
+    if (job)
+      job->StartJob();
+    else
+      root.Execute();
   }
   progress.Finish();
   TRunTotals totals;
@@ -140,11 +155,12 @@ int RunRun(const std::string& fileName, bool quiet) {
   int budget = 20;
   PrintErrors(root, budget);
   if (budget == 0) std::cerr << "(more errors in the report)\n";
-  std::string report = SaveReport(root, fileName, start);
-  if (newSourceIds && !HasSourceWithoutId(root)) {
+  std::string report = job ? job->GetLastLogFileName() : SaveReport(root, fileName, start);
+  if (job && report.empty()) PrintError("The run report could not be written: " + job->GetLastLogError());
+  if (newIds && !HasSourceWithoutId(root)) {
     std::string error;
     if (StoreSourceIds(root, fileName, error))
-      std::cerr << "The new source id was stored in " << fileName << " for the next run.\n";
+      std::cerr << "The new ids were stored in " << fileName << " for the next run.\n";
     else
       PrintError(error);
   }

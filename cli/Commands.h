@@ -17,6 +17,8 @@ void AddKindsCommand(CLI::App& app, int& status);
 void AddShowCommand(CLI::App& app, int& status);
 void AddConvertCommand(CLI::App& app, int& status);
 void AddRunCommand(CLI::App& app, int& status);
+void AddJobsCommand(CLI::App& app, int& status);
+void AddLogsCommand(CLI::App& app, int& status);
 
 // One-line diagnostic on stderr: "quillon: <message>".
 void PrintError(const std::string& message);

@@ -12,6 +12,8 @@ int main(int argc, char** argv) {
   AddShowCommand(app, status);
   AddConvertCommand(app, status);
   AddRunCommand(app, status);
+  AddJobsCommand(app, status);
+  AddLogsCommand(app, status);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp& e) {

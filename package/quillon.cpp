@@ -15,6 +15,7 @@
 
 #include "uKwActionBase.h"
 #include "uKwActionFile.h"
+#include "uKwActionJob.h"
 #include "uKwActionLog.h"
 #include "uKwAssert.h"
 #include "uKwTypes.h"
@@ -278,7 +279,44 @@ int qn_action_save_string(qn_action* action, int as_json, char** out, char** err
 }
 
 int qn_action_execute(qn_action* action, char** error) {
-  return Guarded(error, [&] { Require(action, "action").Action->Execute(); });
+  return Guarded(error, [&] {
+    TKwActionBase& target = *Require(action, "action").Action;
+    if (auto* job = dynamic_cast<TKwBaseActionJob*>(&target))
+      job->StartJob();
+    else
+      target.Execute();
+  });
+}
+
+int qn_job_report_file(qn_action* action, char** file_name, char** error) {
+  return Guarded(error, [&] {
+    Require(file_name, "file_name") = nullptr;
+    auto* job = dynamic_cast<TKwBaseActionJob*>(Require(action, "action").Action);
+    if (job == nullptr) Throw(QN_E_NOT_JOB, "The action is not a job");
+    *file_name = CopyString(job->GetLastLogFileName());
+  });
+}
+
+int qn_job_file_info(const char* file_name, char** job_id, char** caption, char** description,
+                     char** schedule, int* schedule_enabled, char** error) {
+  char** texts[] = {job_id, caption, description, schedule};
+  for (char** text : texts)
+    if (text != nullptr) *text = nullptr;
+  if (schedule_enabled != nullptr) *schedule_enabled = 0;
+  return Guarded(error, [&] {
+    TJobInfo info;
+    std::string message;
+    if (!TKwBaseActionJob::LoadJobInfo(RequireText(file_name, "file_name"), info, message))
+      Throw(QN_E_LOAD, message);
+    const std::string* values[] = {&info.JobId, &info.Caption, &info.Description, &info.ScheduleText};
+    std::unique_ptr<char, decltype(&std::free)> copies[4] = {
+        {nullptr, &std::free}, {nullptr, &std::free}, {nullptr, &std::free}, {nullptr, &std::free}};
+    for (int i = 0; i < 4; ++i)
+      if (texts[i] != nullptr) copies[i].reset(CopyString(*values[i]));
+    for (int i = 0; i < 4; ++i)
+      if (texts[i] != nullptr) *texts[i] = copies[i].release();
+    if (schedule_enabled != nullptr) *schedule_enabled = info.ScheduleEnabled ? 1 : 0;
+  });
 }
 
 int qn_action_abort(qn_action* action, char** error) {

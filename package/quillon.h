@@ -38,7 +38,8 @@ enum {
   QN_E_SAVE = 6,               /* the file cannot be written */
   QN_E_NOT_ROOT = 7,           /* the handle is borrowed where a root is required */
   QN_E_OUT_OF_MEMORY = 8,
-  QN_E_INTERNAL = 9            /* an engine failure, e.g. an assertion; see the message */
+  QN_E_INTERNAL = 9,           /* an engine failure, e.g. an assertion; see the message */
+  QN_E_NOT_JOB = 10            /* the action is not a job where a job is required */
 };
 
 /* The library's version, "major.minor.patch". Static: do not free. */
@@ -79,8 +80,10 @@ int qn_action_load_file(const char* file_name, qn_action** out, char** error);
 /* The base64 text of an action file, or the JSON form. */
 int qn_action_load_string(const char* text, qn_action** out, char** error);
 
-/* Saves the action and its subtree: the JSON form when the name ends in ".json", the
-   action file otherwise. QN_E_SAVE when the file cannot be written. */
+/* Saves the action and its subtree: the JSON form when the name ends in ".json", a job
+   file (the action file followed by the job information) when it ends in ".qjob", the
+   action file otherwise. QN_E_SAVE when the file cannot be written, or for ".qjob" when
+   the action is not a job. */
 int qn_action_save_file(qn_action* action, const char* file_name, char** error);
 
 /* The action and its subtree as the action file's base64 text, or with as_json nonzero
@@ -91,8 +94,22 @@ int qn_action_save_string(qn_action* action, int as_json, char** out, char** err
 
 /* Runs the action and its subtree on the calling thread; returns when the run ends.
    Problems met by the actions go to their logs (see qn_action_error_count), not to the
-   status. Once aborted, a tree stays aborted: load or create it anew to run again. */
+   status. Once aborted, a tree stays aborted: load or create it anew to run again.
+   A job is started as a job: its run report is saved in the logs folder (see
+   qn_job_report_file), where the newest 15 reports of each job are kept. */
 int qn_action_execute(qn_action* action, char** error);
+
+/* The run report of the job's last start; "" before a start or when the report could
+   not be written. QN_E_NOT_JOB when the action is not a job. */
+int qn_job_report_file(qn_action* action, char** file_name, char** error);
+
+/* The job information stored at the end of a job file, read without loading the tree:
+   the job id, caption, description, the schedule as a sentence ("Daily at 08:00") and
+   whether the schedule is enabled (0 or 1). Out-parameters may be NULL when not wanted.
+   QN_E_LOAD when the file cannot be read or carries no job information (an action
+   file, a job file of the older form, a file cut short); the message says which. */
+int qn_job_file_info(const char* file_name, char** job_id, char** caption, char** description,
+                     char** schedule, int* schedule_enabled, char** error);
 
 /* Asks the action and its subtree to stop. Thread-safe; returns at once. The run stops
    at the next point where an action checks for it. */

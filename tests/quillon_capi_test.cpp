@@ -205,6 +205,42 @@ TEST_F(QuillonCApiTest, ExecuteReportsStatusWithTheSenderHandle) {
   EXPECT_TRUE(sourceReported);
 }
 
+TEST_F(QuillonCApiTest, JobsStartAsJobsAndTheirFilesCarryJobInformation) {
+  RootHandle job = Create("stiJob");
+  std::string path = (Home / "job.qjob").string();
+  char* error = nullptr;
+  ASSERT_EQ(qn_action_save_file(job.get(), path.c_str(), &error), QN_OK) << Take(error);
+  char* jobId = nullptr;
+  char* schedule = nullptr;
+  int enabled = -1;
+  ASSERT_EQ(qn_job_file_info(path.c_str(), &jobId, nullptr, nullptr, &schedule, &enabled, &error), QN_OK)
+      << Take(error);
+  std::string id = Take(jobId);
+  EXPECT_EQ(id.size(), 38u);
+  EXPECT_EQ(Take(schedule), "Not scheduled");
+  EXPECT_EQ(enabled, 0);
+
+  ASSERT_EQ(qn_action_execute(job.get(), &error), QN_OK) << Take(error);
+  char* report = nullptr;
+  ASSERT_EQ(qn_job_report_file(job.get(), &report, &error), QN_OK) << Take(error);
+  std::string reportName = Take(report);
+  EXPECT_NE(reportName.find(id), std::string::npos) << reportName;
+  EXPECT_FALSE(ReadFileText(reportName).empty());
+
+  // A plain action file has no job information; a source is no job.
+  RootHandle source = Create("stiMailSrcMbox");
+  std::string plain = (Home / "source.qaf").string();
+  ASSERT_EQ(qn_action_save_file(source.get(), plain.c_str(), &error), QN_OK) << Take(error);
+  EXPECT_EQ(qn_job_file_info(plain.c_str(), &jobId, nullptr, nullptr, nullptr, nullptr, &error), QN_E_LOAD);
+  EXPECT_EQ(jobId, nullptr);
+  EXPECT_NE(Take(error).find("no job information"), std::string::npos);
+  EXPECT_EQ(qn_action_save_file(source.get(), (Home / "source.qjob").string().c_str(), &error), QN_E_SAVE);
+  Take(error);
+  EXPECT_EQ(qn_job_report_file(source.get(), &report, &error), QN_E_NOT_JOB);
+  Take(error);
+  EXPECT_EQ(qn_job_file_info(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), QN_E_INVALID_ARGUMENT);
+}
+
 TEST_F(QuillonCApiTest, CallbacksReachChildrenAddedAfterRegistration) {
   RootHandle job = Create("stiJob");
   std::vector<StatusEvent> events;

@@ -1,0 +1,166 @@
+// Black-box runs of the quillon program over job files: convert, jobs, run and logs.
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/wait.h>
+
+#include "TestSupport.h"
+#include "uKwActionJob.h"
+
+namespace {
+
+struct TRun {
+  int Status = -1;
+  std::string Out;  // stdout only
+};
+
+// Out holds stdout only, unless stderr is sent there too.
+TRun Quillon(const std::string& args, const char* stderrTo = "/dev/null") {
+  TRun run;
+  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>" + stderrTo;
+  FILE* pipe = popen(command.c_str(), "r");
+  std::array<char, 4096> buffer;
+  while (size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) run.Out.append(buffer.data(), n);
+  int status = pclose(pipe);
+  run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+TRun QuillonWithErrors(const std::string& args) { return Quillon(args, "&1"); }
+
+int CountLines(const std::string& text) {
+  int n = 0;
+  for (char c : text) n += c == '\n';
+  return n;
+}
+
+bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+const char* kJobId = "{1B4E28BA-2FA1-11D2-883F-0016D3CCA427}";
+
+std::string JobJson(const std::string& mbox) {
+  return std::string(R"({"kind": "stiJob", "Name": "Nightly", "Caption": "Nightly export",
+    "Description": "The shared inbox", "JobId": ")") + kJobId + R"(",
+    "Schedule.Enabled": true, "Schedule.SchedulingInterval": "siOnceADay",
+    "children": [{"kind": "stiMailSrcMbox", "SourceOptions.Filename": ")" + mbox + R"(",
+      "children": [{"kind": "stiMailTarMbox", "TargetFilename": ")" + mbox + R"(.out"}]}]})";
+}
+
+const char* kMbox =
+    "From ann@example.org Mon Jan 15 10:00:00 2024\n"
+    "From: ann@example.org\nSubject: First\nMessage-ID: <a@x>\n"
+    "Date: Mon, 15 Jan 2024 10:00:00 +0000\n\nHello\n\n";
+
+class CliJobsTest : public ::testing::Test {
+ protected:
+  TTempHome FHome;
+  std::string Path(const std::string& name) { return (FHome / name).string(); }
+  void SetUp() override {
+    WriteFileText(FHome / "in.mbox", kMbox);
+    WriteFileText(FHome / "job.json", JobJson(Path("in.mbox")));
+  }
+};
+
+}  // namespace
+
+TEST_F(CliJobsTest, ConvertWritesAndReadsJobFiles) {
+  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("a.qjob")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("a.qjob") + " " + Path("b.json")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("b.json") + " " + Path("c.qjob")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("a.qjob") + " " + Path("d.qaf")).Status, 0);
+  EXPECT_EQ(ReadFileText(Path("a.qjob")), ReadFileText(Path("c.qjob")));
+  EXPECT_TRUE(Has(ReadFileText(Path("b.json")), std::string("\"JobId\": \"") + kJobId + "\""));
+  TJobInfo info;
+  ASSERT_TRUE(TKwBaseActionJob::LoadJobInfo(Path("a.qjob"), info));
+  EXPECT_EQ(info.Caption, "Nightly export");
+  EXPECT_EQ(info.ScheduleText, "Daily at 00:00");
+  EXPECT_FALSE(TKwBaseActionJob::LoadJobInfo(Path("d.qaf"), info));  // an action file: no trailer
+  EXPECT_EQ(Quillon("show " + Path("a.qjob")).Status, 0);
+
+  TRun notAJob = QuillonWithErrors("convert " + Path("in.mbox") + " " + Path("x.qjob"));
+  EXPECT_EQ(notAJob.Status, 2);
+  WriteFileText(Path("source.json"), R"({"kind": "stiMailSrcMbox"})");
+  TRun sourceRoot = QuillonWithErrors("convert " + Path("source.json") + " " + Path("x.qjob"));
+  EXPECT_EQ(sourceRoot.Status, 2);
+  EXPECT_TRUE(Has(sourceRoot.Out, "Only a job can be saved as a job file")) << sourceRoot.Out;
+}
+
+TEST_F(CliJobsTest, JobsListsJobFilesFromTheirTrailers) {
+  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
+  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("plain.qaf")).Status, 0);
+  WriteFileText(Path("broken.qjob"), "QUJD");
+  TRun list = Quillon("jobs " + FHome.Path().string());
+  EXPECT_EQ(list.Status, 0);
+  EXPECT_EQ(CountLines(list.Out), 3) << list.Out;  // heading, broken.qjob, nightly.qjob; no .qaf
+  EXPECT_TRUE(Has(list.Out, "broken.qjob")) << list.Out;
+  EXPECT_TRUE(Has(list.Out, "has no job information")) << list.Out;
+  EXPECT_TRUE(Has(list.Out, kJobId)) << list.Out;
+  EXPECT_TRUE(Has(list.Out, "yes")) << list.Out;
+  EXPECT_TRUE(Has(list.Out, "Daily at 00:00")) << list.Out;
+  EXPECT_TRUE(Has(list.Out, "Nightly export / The shared inbox")) << list.Out;
+  EXPECT_LT(list.Out.find("broken.qjob"), list.Out.find("nightly.qjob"));
+
+  TRun json = Quillon("jobs --json " + FHome.Path().string());
+  EXPECT_EQ(json.Status, 0);
+  EXPECT_TRUE(Has(json.Out, "\"ScheduleEnabled\": true")) << json.Out;
+  EXPECT_TRUE(Has(json.Out, "\"Description\": \"The shared inbox\"")) << json.Out;
+
+  // The current folder by default; one file by name.
+  TRun here = Quillon("jobs");  // the test's own folder holds no job files
+  EXPECT_EQ(here.Status, 0);
+  EXPECT_EQ(Quillon("jobs " + Path("nightly.qjob")).Status, 0);
+  TRun noTrailer = QuillonWithErrors("jobs " + Path("plain.qaf"));
+  EXPECT_EQ(noTrailer.Status, 2);
+  EXPECT_TRUE(Has(noTrailer.Out, "has no job information")) << noTrailer.Out;
+  EXPECT_EQ(Quillon("jobs " + Path("missing-folder")).Status, 2);
+}
+
+TEST_F(CliJobsTest, RunStartsTheJobAndLogsListsItsReports) {
+  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
+  TRun first = Quillon("run --quiet " + Path("nightly.qjob"));
+  EXPECT_EQ(first.Status, 0) << first.Out;
+  EXPECT_TRUE(Has(first.Out, "1 processed, 1 saved, 0 skipped, 0 errors")) << first.Out;
+  EXPECT_TRUE(Has(first.Out, std::string("Report: ") + FHome.Path().string())) << first.Out;
+  EXPECT_TRUE(Has(first.Out, kJobId)) << first.Out;
+  // The new source id went back into the job file, which stays a job file.
+  TJobInfo info;
+  EXPECT_TRUE(TKwBaseActionJob::LoadJobInfo(Path("nightly.qjob"), info));
+  EXPECT_TRUE(Has(Quillon("show " + Path("nightly.qjob")).Out, "SourceId"));
+  EXPECT_EQ(Quillon("run --quiet " + Path("nightly.qjob")).Status, 0);
+
+  TRun logs = Quillon(std::string("logs ") + kJobId);
+  EXPECT_EQ(logs.Status, 0);
+  ASSERT_EQ(CountLines(logs.Out), 2) << logs.Out;
+  size_t firstEnd = logs.Out.find('\n');
+  EXPECT_GT(logs.Out.substr(0, firstEnd), logs.Out.substr(firstEnd + 1));  // newest first
+  // By the job's file, or by the id without braces.
+  EXPECT_EQ(Quillon("logs " + Path("nightly.qjob")).Out, logs.Out);
+  std::string bare = std::string(kJobId).substr(1, 36);
+  EXPECT_EQ(Quillon("logs " + bare).Out, logs.Out);
+
+  TRun latest = Quillon(std::string("logs --latest ") + kJobId);
+  EXPECT_EQ(latest.Status, 0);
+  EXPECT_TRUE(Has(latest.Out, "Job: Nightly")) << latest.Out;
+  EXPECT_TRUE(Has(latest.Out, "Processed: 1 - Errors: 0")) << latest.Out;
+}
+
+TEST_F(CliJobsTest, LogsOfAJobWithoutReports) {
+  TRun none = Quillon("logs {00000000-0000-0000-0000-000000000000}");
+  EXPECT_EQ(none.Status, 0);
+  EXPECT_EQ(none.Out, "");
+  EXPECT_EQ(Quillon("logs --latest {00000000-0000-0000-0000-000000000000}").Status, 2);
+  WriteFileText(Path("source.json"), R"({"kind": "stiMailSrcMbox"})");
+  TRun notAJob = QuillonWithErrors("logs " + Path("source.json"));
+  EXPECT_EQ(notAJob.Status, 2);
+  EXPECT_TRUE(Has(notAJob.Out, "holds no job")) << notAJob.Out;
+}
+
+TEST_F(CliJobsTest, RunOfAJsonJobWithoutIdStoresTheId) {
+  WriteFileText(Path("noid.json"), R"({"kind": "stiJob", "Name": "Fresh"})");
+  EXPECT_EQ(Quillon("run --quiet " + Path("noid.json")).Status, 0);
+  EXPECT_TRUE(Has(ReadFileText(Path("noid.json")), "\"JobId\": \"{")) << ReadFileText(Path("noid.json"));
+}
