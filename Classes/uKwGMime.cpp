@@ -35,34 +35,6 @@ bool NeedsHeaderDecoding(std::string_view text) {
   return !IsPlainAscii(text) || text.find("=?") != std::string_view::npos;
 }
 
-// The length of the valid UTF-8 sequence at text[pos] (shortest form, no surrogates,
-// at most U+10FFFF), or 0 when the byte there does not start one.
-size_t Utf8SequenceLength(std::string_view text, size_t pos) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[pos + i]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return 1;
-  size_t length = 0;
-  unsigned char low = 0x80, high = 0xBF;  // bounds of the second byte
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return 0;
-  }
-  if (pos + length > text.size()) return 0;
-  if (byte(1) < low || byte(1) > high) return 0;
-  for (size_t i = 2; i < length; ++i)
-    if (byte(i) < 0x80 || byte(i) > 0xBF) return 0;
-  return length;
-}
-
 void AppendLatin1(std::string& out, unsigned char c) {
   if (c < 0x80) {
     out.push_back(static_cast<char>(c));
@@ -296,15 +268,6 @@ std::string ConvertToUtf8(std::string_view bytes, std::string_view charset) {
   iconv(cd, nullptr, nullptr, &outPtr, &outLeft);
   out.append(buffer.data(), outPtr - buffer.data());
   return IsValidUtf8(out) ? out : RepairUtf8AsLatin1(out);
-}
-
-bool IsValidUtf8(std::string_view text) {
-  for (size_t pos = 0; pos < text.size();) {
-    const size_t length = Utf8SequenceLength(text, pos);
-    if (length == 0) return false;
-    pos += length;
-  }
-  return true;
 }
 
 std::string RepairUtf8AsLatin1(std::string_view bytes) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "uKwTypes.h"
+#include "uKwUtf8.h"
 
 struct _GMimeParserOptions;
 struct _GMimeFormatOptions;
@@ -73,7 +74,6 @@ std::string FormatRfcDate(TDateTime gmt);
 // bytes in the named charset to UTF-8. An unknown charset and invalid byte sequences fall
 // back to the raw-text rule (valid UTF-8 kept, other bytes read as Latin-1).
 std::string ConvertToUtf8(std::string_view bytes, std::string_view charset);
-bool IsValidUtf8(std::string_view text);
 // Valid UTF-8 sequences kept; every other byte read as a Latin-1 character.
 std::string RepairUtf8AsLatin1(std::string_view bytes);
 

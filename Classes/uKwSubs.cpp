@@ -16,34 +16,13 @@
 #include <system_error>
 
 #include "uKwRegFolders.h"
+#include "uKwUtf8.h"
 
 namespace fs = std::filesystem;
 
 namespace {
 
 // ---- UTF-8 characters ----
-
-bool IsContinuation(unsigned char byte) { return (byte & 0xC0) == 0x80; }
-
-// Byte length of the well-formed UTF-8 sequence at text[pos], or 0 when it is not one.
-size_t SequenceLength(std::string_view text, size_t pos) {
-  auto at = [&](size_t i) { return static_cast<unsigned char>(text[pos + i]); };
-  unsigned char lead = at(0);
-  size_t length = lead < 0x80   ? 1
-                  : lead < 0xC2 ? 0
-                  : lead < 0xE0 ? 2
-                  : lead < 0xF0 ? 3
-                  : lead < 0xF5 ? 4
-                                : 0;
-  if (length == 0 || pos + length > text.size()) return 0;
-  for (size_t i = 1; i < length; ++i)
-    if (!IsContinuation(at(i))) return 0;
-  if (length == 3 && ((lead == 0xE0 && at(1) < 0xA0) || (lead == 0xED && at(1) >= 0xA0)))
-    return 0;  // overlong, or a UTF-16 surrogate
-  if (length == 4 && ((lead == 0xF0 && at(1) < 0x90) || (lead == 0xF4 && at(1) >= 0x90)))
-    return 0;  // overlong, or beyond U+10FFFF
-  return length;
-}
 
 // One character: its bytes and its code point (-1 for a stray byte, kept as it is).
 struct TCharacter {
@@ -52,12 +31,9 @@ struct TCharacter {
 };
 
 TCharacter CharacterAt(std::string_view text, size_t pos) {
-  size_t length = SequenceLength(text, pos);
+  size_t length = Utf8SequenceLength(text, pos);
   if (length == 0) return {text.substr(pos, 1), -1};
-  auto byte = [&](size_t i) { return static_cast<unsigned char>(text[pos + i]); };
-  long code = length == 1 ? byte(0) : byte(0) & (0xFF >> (length + 1));
-  for (size_t i = 1; i < length; ++i) code = (code << 6) | (byte(i) & 0x3F);
-  return {text.substr(pos, length), code};
+  return {text.substr(pos, length), static_cast<long>(DecodeUtf8Sequence(text, pos, length))};
 }
 
 std::vector<std::string_view> SplitCharacters(std::string_view text) {

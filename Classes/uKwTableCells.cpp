@@ -11,62 +11,11 @@
 #include <utility>
 
 #include "uKwDateTime.h"
+#include "uKwUtf8.h"
 
 namespace {
 
 constexpr std::string_view kReplacementCharacter = "\xEF\xBF\xBD";
-
-// Length of the well-formed UTF-8 sequence at text[pos], 0 when there is none there.
-size_t SequenceLength(std::string_view text, size_t pos) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[pos + i]); };
-  const unsigned char lead = byte(0);
-  if (lead < 0x80) return 1;
-  size_t length = 0;
-  unsigned char low = 0x80, high = 0xBF;  // allowed range of the second byte
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;   // overlong
-    if (lead == 0xED) high = 0x9F;  // surrogates
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;   // overlong
-    if (lead == 0xF4) high = 0x8F;  // above U+10FFFF
-  } else {
-    return 0;
-  }
-  if (pos + length > text.size()) return 0;
-  if (byte(1) < low || byte(1) > high) return 0;
-  for (size_t i = 2; i < length; ++i)
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  return length;
-}
-
-// The code point of a well-formed sequence of the given length.
-char32_t DecodeSequence(std::string_view text, size_t pos, size_t length) {
-  const auto byte = [&](size_t i) { return static_cast<char32_t>(static_cast<unsigned char>(text[pos + i])); };
-  switch (length) {
-    case 1:
-      return byte(0);
-    case 2:
-      return ((byte(0) & 0x1F) << 6) | (byte(1) & 0x3F);
-    case 3:
-      return ((byte(0) & 0x0F) << 12) | ((byte(1) & 0x3F) << 6) | (byte(2) & 0x3F);
-    default:
-      return ((byte(0) & 0x07) << 18) | ((byte(1) & 0x3F) << 12) | ((byte(2) & 0x3F) << 6) |
-             (byte(3) & 0x3F);
-  }
-}
-
-bool IsWellFormedUtf8(std::string_view text) {
-  for (size_t pos = 0; pos < text.size();) {
-    const size_t length = SequenceLength(text, pos);
-    if (length == 0) return false;
-    pos += length;
-  }
-  return true;
-}
 
 bool IsXmlCharacter(char32_t c) {
   if (c < 0x20) return c == 0x09 || c == 0x0A || c == 0x0D;
@@ -114,11 +63,11 @@ std::string CellText(const TKwTableValue& value, TKwColumnKind kind, TKwDateText
 }
 
 std::string ValidUtf8(std::string_view text) {
-  if (IsWellFormedUtf8(text)) return std::string(text);
+  if (IsValidUtf8(text)) return std::string(text);
   std::string result;
   result.reserve(text.size() + 16);
   for (size_t pos = 0; pos < text.size();) {
-    const size_t length = SequenceLength(text, pos);
+    const size_t length = Utf8SequenceLength(text, pos);
     if (length == 0) {
       result += kReplacementCharacter;
       ++pos;
@@ -135,8 +84,8 @@ std::string XmlText(std::string_view text) {
   std::string result;
   result.reserve(valid.size());
   for (size_t pos = 0; pos < valid.size();) {
-    const size_t length = SequenceLength(valid, pos);
-    if (IsXmlCharacter(DecodeSequence(valid, pos, length))) result.append(valid, pos, length);
+    const size_t length = Utf8SequenceLength(valid, pos);
+    if (IsXmlCharacter(DecodeUtf8Sequence(valid, pos, length))) result.append(valid, pos, length);
     pos += length;
   }
   return result;
@@ -173,8 +122,8 @@ std::u16string Utf8ToUtf16(std::string_view validUtf8) {
   std::u16string result;
   result.reserve(validUtf8.size());
   for (size_t pos = 0; pos < validUtf8.size();) {
-    size_t length = SequenceLength(validUtf8, pos);
-    const char32_t c = length == 0 ? U'\uFFFD' : DecodeSequence(validUtf8, pos, length);
+    size_t length = Utf8SequenceLength(validUtf8, pos);
+    const char32_t c = length == 0 ? U'\uFFFD' : DecodeUtf8Sequence(validUtf8, pos, length);
     pos += length == 0 ? 1 : length;
     if (c < 0x10000) {
       result += static_cast<char16_t>(c);

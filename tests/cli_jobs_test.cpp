@@ -2,35 +2,19 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
-#include <sys/wait.h>
 
+#include "CliRun.h"
 #include "TestSupport.h"
 #include "uKwActionJob.h"
 
 namespace {
 
-struct TRun {
-  int Status = -1;
-  std::string Out;  // stdout only
-};
-
-// Out holds stdout only, unless stderr is sent there too.
-TRun Quillon(const std::string& args, const char* stderrTo = "/dev/null") {
-  TRun run;
-  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>" + stderrTo;
-  FILE* pipe = popen(command.c_str(), "r");
-  std::array<char, 4096> buffer;
-  while (size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) run.Out.append(buffer.data(), n);
-  int status = pclose(pipe);
-  run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
-TRun QuillonWithErrors(const std::string& args) { return Quillon(args, "&1"); }
+// stdout only: what the commands print for the user to read or parse.
+TCliRun QuillonStdout(const std::string& args) { return Quillon(args, "/dev/null"); }
+TCliRun QuillonWithErrors(const std::string& args) { return Quillon(args, "&1"); }
 
 int CountLines(const std::string& text) {
   int n = 0;
@@ -68,10 +52,10 @@ class CliJobsTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(CliJobsTest, ConvertWritesAndReadsJobFiles) {
-  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("a.qjob")).Status, 0);
-  ASSERT_EQ(Quillon("convert " + Path("a.qjob") + " " + Path("b.json")).Status, 0);
-  ASSERT_EQ(Quillon("convert " + Path("b.json") + " " + Path("c.qjob")).Status, 0);
-  ASSERT_EQ(Quillon("convert " + Path("a.qjob") + " " + Path("d.qaf")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("job.json") + " " + Path("a.qjob")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("a.qjob") + " " + Path("b.json")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("b.json") + " " + Path("c.qjob")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("a.qjob") + " " + Path("d.qaf")).Status, 0);
   EXPECT_EQ(ReadFileText(Path("a.qjob")), ReadFileText(Path("c.qjob")));
   EXPECT_TRUE(Has(ReadFileText(Path("b.json")), std::string("\"JobId\": \"") + kJobId + "\""));
   TJobInfo info;
@@ -79,21 +63,21 @@ TEST_F(CliJobsTest, ConvertWritesAndReadsJobFiles) {
   EXPECT_EQ(info.Caption, "Nightly export");
   EXPECT_EQ(info.ScheduleText, "Daily at 00:00");
   EXPECT_FALSE(TKwBaseActionJob::LoadJobInfo(Path("d.qaf"), info));  // an action file: no trailer
-  EXPECT_EQ(Quillon("show " + Path("a.qjob")).Status, 0);
+  EXPECT_EQ(QuillonStdout("show " + Path("a.qjob")).Status, 0);
 
-  TRun notAJob = QuillonWithErrors("convert " + Path("in.mbox") + " " + Path("x.qjob"));
+  TCliRun notAJob = QuillonWithErrors("convert " + Path("in.mbox") + " " + Path("x.qjob"));
   EXPECT_EQ(notAJob.Status, 2);
   WriteFileText(Path("source.json"), R"({"kind": "stiMailSrcMbox"})");
-  TRun sourceRoot = QuillonWithErrors("convert " + Path("source.json") + " " + Path("x.qjob"));
+  TCliRun sourceRoot = QuillonWithErrors("convert " + Path("source.json") + " " + Path("x.qjob"));
   EXPECT_EQ(sourceRoot.Status, 2);
   EXPECT_TRUE(Has(sourceRoot.Out, "Only a job can be saved as a job file")) << sourceRoot.Out;
 }
 
 TEST_F(CliJobsTest, JobsListsJobFilesFromTheirTrailers) {
-  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
-  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("plain.qaf")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
+  ASSERT_EQ(QuillonStdout("convert " + Path("job.json") + " " + Path("plain.qaf")).Status, 0);
   WriteFileText(Path("broken.qjob"), "QUJD");
-  TRun list = Quillon("jobs " + FHome.Path().string());
+  TCliRun list = QuillonStdout("jobs " + FHome.Path().string());
   EXPECT_EQ(list.Status, 0);
   EXPECT_EQ(CountLines(list.Out), 3) << list.Out;  // heading, broken.qjob, nightly.qjob; no .qaf
   EXPECT_TRUE(Has(list.Out, "broken.qjob")) << list.Out;
@@ -104,24 +88,24 @@ TEST_F(CliJobsTest, JobsListsJobFilesFromTheirTrailers) {
   EXPECT_TRUE(Has(list.Out, "Nightly export / The shared inbox")) << list.Out;
   EXPECT_LT(list.Out.find("broken.qjob"), list.Out.find("nightly.qjob"));
 
-  TRun json = Quillon("jobs --json " + FHome.Path().string());
+  TCliRun json = QuillonStdout("jobs --json " + FHome.Path().string());
   EXPECT_EQ(json.Status, 0);
   EXPECT_TRUE(Has(json.Out, "\"ScheduleEnabled\": true")) << json.Out;
   EXPECT_TRUE(Has(json.Out, "\"Description\": \"The shared inbox\"")) << json.Out;
 
   // The current folder by default; one file by name.
-  TRun here = Quillon("jobs");  // the test's own folder holds no job files
+  TCliRun here = QuillonStdout("jobs");  // the test's own folder holds no job files
   EXPECT_EQ(here.Status, 0);
-  EXPECT_EQ(Quillon("jobs " + Path("nightly.qjob")).Status, 0);
-  TRun noTrailer = QuillonWithErrors("jobs " + Path("plain.qaf"));
+  EXPECT_EQ(QuillonStdout("jobs " + Path("nightly.qjob")).Status, 0);
+  TCliRun noTrailer = QuillonWithErrors("jobs " + Path("plain.qaf"));
   EXPECT_EQ(noTrailer.Status, 2);
   EXPECT_TRUE(Has(noTrailer.Out, "has no job information")) << noTrailer.Out;
-  EXPECT_EQ(Quillon("jobs " + Path("missing-folder")).Status, 2);
+  EXPECT_EQ(QuillonStdout("jobs " + Path("missing-folder")).Status, 2);
 }
 
 TEST_F(CliJobsTest, RunStartsTheJobAndLogsListsItsReports) {
-  ASSERT_EQ(Quillon("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
-  TRun first = Quillon("run --quiet " + Path("nightly.qjob"));
+  ASSERT_EQ(QuillonStdout("convert " + Path("job.json") + " " + Path("nightly.qjob")).Status, 0);
+  TCliRun first = QuillonStdout("run --quiet " + Path("nightly.qjob"));
   EXPECT_EQ(first.Status, 0) << first.Out;
   EXPECT_TRUE(Has(first.Out, "1 processed, 1 saved, 0 skipped, 0 errors")) << first.Out;
   EXPECT_TRUE(Has(first.Out, std::string("Report: ") + FHome.Path().string())) << first.Out;
@@ -129,38 +113,38 @@ TEST_F(CliJobsTest, RunStartsTheJobAndLogsListsItsReports) {
   // The new source id went back into the job file, which stays a job file.
   TJobInfo info;
   EXPECT_TRUE(TKwBaseActionJob::LoadJobInfo(Path("nightly.qjob"), info));
-  EXPECT_TRUE(Has(Quillon("show " + Path("nightly.qjob")).Out, "SourceId"));
-  EXPECT_EQ(Quillon("run --quiet " + Path("nightly.qjob")).Status, 0);
+  EXPECT_TRUE(Has(QuillonStdout("show " + Path("nightly.qjob")).Out, "SourceId"));
+  EXPECT_EQ(QuillonStdout("run --quiet " + Path("nightly.qjob")).Status, 0);
 
-  TRun logs = Quillon(std::string("logs ") + kJobId);
+  TCliRun logs = QuillonStdout(std::string("logs ") + kJobId);
   EXPECT_EQ(logs.Status, 0);
   ASSERT_EQ(CountLines(logs.Out), 2) << logs.Out;
   size_t firstEnd = logs.Out.find('\n');
   EXPECT_GT(logs.Out.substr(0, firstEnd), logs.Out.substr(firstEnd + 1));  // newest first
   // By the job's file, or by the id without braces.
-  EXPECT_EQ(Quillon("logs " + Path("nightly.qjob")).Out, logs.Out);
+  EXPECT_EQ(QuillonStdout("logs " + Path("nightly.qjob")).Out, logs.Out);
   std::string bare = std::string(kJobId).substr(1, 36);
-  EXPECT_EQ(Quillon("logs " + bare).Out, logs.Out);
+  EXPECT_EQ(QuillonStdout("logs " + bare).Out, logs.Out);
 
-  TRun latest = Quillon(std::string("logs --latest ") + kJobId);
+  TCliRun latest = QuillonStdout(std::string("logs --latest ") + kJobId);
   EXPECT_EQ(latest.Status, 0);
   EXPECT_TRUE(Has(latest.Out, "Job: Nightly")) << latest.Out;
   EXPECT_TRUE(Has(latest.Out, "Processed: 1 - Errors: 0")) << latest.Out;
 }
 
 TEST_F(CliJobsTest, LogsOfAJobWithoutReports) {
-  TRun none = Quillon("logs {00000000-0000-0000-0000-000000000000}");
+  TCliRun none = QuillonStdout("logs {00000000-0000-0000-0000-000000000000}");
   EXPECT_EQ(none.Status, 0);
   EXPECT_EQ(none.Out, "");
-  EXPECT_EQ(Quillon("logs --latest {00000000-0000-0000-0000-000000000000}").Status, 2);
+  EXPECT_EQ(QuillonStdout("logs --latest {00000000-0000-0000-0000-000000000000}").Status, 2);
   WriteFileText(Path("source.json"), R"({"kind": "stiMailSrcMbox"})");
-  TRun notAJob = QuillonWithErrors("logs " + Path("source.json"));
+  TCliRun notAJob = QuillonWithErrors("logs " + Path("source.json"));
   EXPECT_EQ(notAJob.Status, 2);
   EXPECT_TRUE(Has(notAJob.Out, "holds no job")) << notAJob.Out;
 }
 
 TEST_F(CliJobsTest, RunOfAJsonJobWithoutIdStoresTheId) {
   WriteFileText(Path("noid.json"), R"({"kind": "stiJob", "Name": "Fresh"})");
-  EXPECT_EQ(Quillon("run --quiet " + Path("noid.json")).Status, 0);
+  EXPECT_EQ(QuillonStdout("run --quiet " + Path("noid.json")).Status, 0);
   EXPECT_TRUE(Has(ReadFileText(Path("noid.json")), "\"JobId\": \"{")) << ReadFileText(Path("noid.json"));
 }

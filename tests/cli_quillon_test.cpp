@@ -2,30 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdio>
 #include <string>
-#include <sys/wait.h>
 
+#include "CliRun.h"
 #include "TestSupport.h"
 
 namespace {
-
-struct TRun {
-  int Status = -1;
-  std::string Out;  // stdout and stderr together
-};
-
-TRun Quillon(const std::string& args) {
-  TRun run;
-  std::string command = std::string(QUILLON_CLI_PATH) + " " + args + " 2>&1";
-  FILE* pipe = popen(command.c_str(), "r");
-  std::array<char, 4096> buffer;
-  while (size_t n = fread(buffer.data(), 1, buffer.size(), pipe)) run.Out.append(buffer.data(), n);
-  int status = pclose(pipe);
-  run.Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
 
 int CountLines(const std::string& text) {
   int n = 0;
@@ -48,12 +31,12 @@ class CliTest : public ::testing::Test {
 }  // namespace
 
 TEST_F(CliTest, KindsListsTheWholeCatalogue) {
-  TRun run = Quillon("kinds");
+  TCliRun run = Quillon("kinds");
   EXPECT_EQ(run.Status, 0);
   EXPECT_EQ(CountLines(run.Out), 1 + 103);
   EXPECT_NE(run.Out.find("stiMailPasFilterTrue"), std::string::npos);
   EXPECT_NE(run.Out.find("Zip DeCompress"), std::string::npos);
-  TRun json = Quillon("kinds --json");
+  TCliRun json = Quillon("kinds --json");
   EXPECT_EQ(json.Status, 0);
   EXPECT_NE(json.Out.find("\"implemented\""), std::string::npos);
 }
@@ -68,7 +51,7 @@ TEST_F(CliTest, ConvertsJsonToActionFileAndBackUnchanged) {
   EXPECT_EQ(ReadFileText(Path("b.json")), ReadFileText(Path("d.json")));
   EXPECT_NE(ReadFileText(Path("b.json")).find("\"Filter.Subject\": \"invoice\""), std::string::npos);
 
-  TRun show = Quillon("show " + Path("a.qaf"));
+  TCliRun show = Quillon("show " + Path("a.qaf"));
   EXPECT_EQ(show.Status, 0);
   EXPECT_NE(show.Out.find("      [stiMailPasFilterTrue] Filter Condition: True"), std::string::npos);
   EXPECT_NE(show.Out.find("Options.TargetFolder = \"out\""), std::string::npos);
@@ -76,7 +59,7 @@ TEST_F(CliTest, ConvertsJsonToActionFileAndBackUnchanged) {
 
 TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
   WriteFileText(Path("tree.json"), kTree);
-  TRun run = Quillon("run --quiet " + Path("tree.json"));
+  TCliRun run = Quillon("run --quiet " + Path("tree.json"));
   EXPECT_EQ(run.Status, 1);
   EXPECT_NE(run.Out.find("Mail Filter is not available in this build"), std::string::npos) << run.Out;
   EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos) << run.Out;
@@ -88,11 +71,11 @@ TEST_F(CliTest, BadUsageAndUnloadableFilesExitWithStatusTwo) {
   EXPECT_EQ(Quillon("").Status, 2);
   EXPECT_EQ(Quillon("frobnicate").Status, 2);
   EXPECT_EQ(Quillon("show").Status, 2);
-  TRun missing = Quillon("show " + Path("missing.qaf"));
+  TCliRun missing = Quillon("show " + Path("missing.qaf"));
   EXPECT_EQ(missing.Status, 2);
   EXPECT_EQ(CountLines(missing.Out), 1);
   WriteFileText(Path("notes.txt"), "Dear diary,\nnothing happened.\n");
-  TRun foreign = Quillon("show " + Path("notes.txt"));
+  TCliRun foreign = Quillon("show " + Path("notes.txt"));
   EXPECT_EQ(foreign.Status, 2);
   EXPECT_NE(foreign.Out.find("not base64"), std::string::npos);
   WriteFileText(Path("tree.json"), kTree);
