@@ -316,6 +316,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
                           {&LastSavedFilename, &message->LastSavedFilename}})
     *to = *from;
   CertificateOptions->Assign(*message->CertificateOptions);
+  BounceCheck->AssignVerdict(*message->BounceCheck);
 }
 
 void TKwMailMessage::Clear() {
@@ -323,6 +324,7 @@ void TKwMailMessage::Clear() {
   BounceType.clear();
   BounceDescription.clear();
   BounceRecipient.clear();
+  BounceCheck->Clear();
   CertificateOptions->Clear();
   WordsList.clear();
   ImagesLinks.clear();
@@ -442,6 +444,16 @@ void TKwMailMessage::DecodeMimeMessage() {
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
+  ClassifyBounce();
+}
+
+// Reads the raw lines on its own, so a message whose decoding stopped short is still
+// classified.
+void TKwMailMessage::ClassifyBounce() {
+  BounceCheck->ParseMessage(SourceLines);
+  BounceType = BounceTypeColumnText(BounceCheck->GetBounceType());
+  BounceDescription = BounceCheck->GetDescription();
+  BounceRecipient = BounceCheck->GetRecipient();
 }
 
 // Decrypts an enveloped message with the certificate options. The headers become the

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "uKwAttachments.h"
+#include "uKwBounceCheck.h"
 #include "uKwHeaders.h"
 #include "uKwParameters.h"
 #include "uKwPersistent.h"
@@ -108,8 +109,10 @@ class TKwMailMessage : public TKwBaseMessage {
 
   // Decodes SourceLines into headers, bodies and attachments (decrypting an S/MIME
   // message first when the certificate options hold a certificate and key), then runs
-  // ParseTextAndHtmlParts.
+  // ParseTextAndHtmlParts and ClassifyBounce.
   void DecodeMimeMessage();
+  // BounceCheck's verdict over SourceLines, copied into the three bounce members.
+  void ClassifyBounce();
   // The second walk over a parsed MIME tree: fills the bodies (the first plain and the
   // first HTML part win) and the attachments, uuencoded files inside text parts
   // included. DecodeMimeMessage runs it in place of its first walk for messages that walk
@@ -142,7 +145,10 @@ class TKwMailMessage : public TKwBaseMessage {
   // ---- Members ----
   std::string TempFolder;  // taken at construction
   std::string DataFolder;  // the common settings folder, taken at construction
-  // The bounce verdict, set by the bounce classifier: "HardBounce", "SoftBounce" or "".
+  // Classifies the message at the end of every MIME decoding; Assign copies its verdict.
+  const std::unique_ptr<TKwBounceCheck> BounceCheck = std::make_unique<TKwBounceCheck>();
+  // The verdict as the bounce columns show it, filled from BounceCheck when decoding:
+  // "HardBounce", "SoftBounce" or "" (also for a read receipt).
   std::string BounceType;
   std::string BounceDescription;
   std::string BounceRecipient;
