@@ -236,9 +236,16 @@ void TKwBounceCheck::AssignVerdict(const TKwBounceCheck& source) {
 bool TKwBounceCheck::ParseMessage(const TStringList& lines) { return ParseMessage(JoinLines(lines)); }
 
 bool TKwBounceCheck::ParseMessage(std::string_view mimeText) {
+  FParsedMessage = std::make_unique<TKwMimeMessage>(mimeText);
+  const bool bounce = ParseMimeMessage(*FParsedMessage);
+  FParsedMessage.reset();
+  return bounce;
+}
+
+bool TKwBounceCheck::ParseMimeMessage(const TKwMimeMessage& message) {
   Clear();
   FContent.clear();
-  FParsedMessage = std::make_unique<TKwMimeMessage>(mimeText);
+  FMessage = &message;
   // Only the first report part found is scanned.
   if (SearchContentType("message/delivery-status"))
     ScanRfc1893(FContent);
@@ -247,7 +254,7 @@ bool TKwBounceCheck::ParseMessage(std::string_view mimeText) {
   else if (SearchContentType("text/plain"))
     ScanRfc2821(FContent);
   if (!FCode.empty() && FRecipient.empty()) RecipientFromReturnedMessage();
-  FParsedMessage.reset();
+  FMessage = nullptr;
   return FBounceType == btHardBounce || FBounceType == btSoftBounce;
 }
 
@@ -262,8 +269,8 @@ void TKwBounceCheck::RecipientFromReturnedMessage() {
 
 bool TKwBounceCheck::SearchContentType(std::string_view contentType) {
   FContent.clear();
-  if (!FParsedMessage) return false;
-  const TKwMimePart root = FParsedMessage->Root();
+  if (!FMessage) return false;
+  const TKwMimePart root = FMessage->Root();
   if (!root) return false;
   TKwMimePart part = root.IsMultipart() ? FindPart(root, contentType, 0) : TKwMimePart();
   if (part) {

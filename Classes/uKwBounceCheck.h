@@ -56,10 +56,14 @@ class TKwBounceCheck {
   // receipt sets its type and still answers false.
   bool ParseMessage(const TStringList& lines);
   bool ParseMessage(std::string_view mimeText);
+  // The same over a message already parsed from those lines (the caller's parse is
+  // borrowed for the call).
+  bool ParseMimeMessage(const TKwMimeMessage& message);
 
   // Content := the first part (in depth-first order, message parts not entered) whose
   // content type begins with contentType, or else the message's own body when its type
-  // does. A message without Content-Type counts as text/plain. True when found.
+  // does. A message without Content-Type counts as text/plain. True when found; false
+  // outside ParseMessage.
   bool SearchContentType(std::string_view contentType);
   // Finds an enhanced status code in lines and looks it up; with a known code the
   // recipient comes from the Final-Recipient or Original-Recipient line.
@@ -88,7 +92,8 @@ class TKwBounceCheck {
   std::string FCode;
   std::string FDescription;
   std::string FRecipient;
-  std::unique_ptr<TKwMimeMessage> FParsedMessage;
+  std::unique_ptr<TKwMimeMessage> FParsedMessage;  // owned while ParseMessage runs
+  const TKwMimeMessage* FMessage = nullptr;        // the message being classified; not owned
   TArrayBounceCodes FRfc1893Codes;
   TArrayBounceCodes FRfc2821Codes;
 };

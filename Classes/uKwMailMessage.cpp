@@ -432,25 +432,36 @@ void TKwMailMessage::DecodeMimeMessage() {
   Headers->Clear();
   TextPart.clear();
   HtmlPart.clear();
+  FBounceClassified = false;
   try {
     if (!TryDecryptSMime()) {
       Headers->Clear();
       Headers->LoadHeaderLinesFromMimeBody(SourceLines);
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      DecodeMimeText(JoinLines(SourceLines));
+      DecodeMimeText(JoinLines(SourceLines), true);
     }
     ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
-  ClassifyBounce();
+  if (!FBounceClassified) ClassifyBounce();
 }
 
-// Reads the raw lines on its own, so a message whose decoding stopped short is still
-// classified.
+// Reads the raw lines on its own: for a decrypted message, and for one whose decoding
+// stopped before its source was parsed.
 void TKwMailMessage::ClassifyBounce() {
   BounceCheck->ParseMessage(SourceLines);
+  CopyBounceVerdict();
+}
+
+void TKwMailMessage::ClassifyBounce(const TKwMimeMessage& source) {
+  BounceCheck->ParseMimeMessage(source);
+  CopyBounceVerdict();
+  FBounceClassified = true;
+}
+
+void TKwMailMessage::CopyBounceVerdict() {
   BounceType = BounceTypeColumnText(BounceCheck->GetBounceType());
   BounceDescription = BounceCheck->GetDescription();
   BounceRecipient = BounceCheck->GetRecipient();
@@ -482,8 +493,9 @@ bool TKwMailMessage::TryDecryptSMime() {
   return true;
 }
 
-void TKwMailMessage::DecodeMimeText(std::string_view mimeText) {
+void TKwMailMessage::DecodeMimeText(std::string_view mimeText, bool sourceText) {
   const TKwMimeMessage mime(mimeText);
+  if (sourceText) ClassifyBounce(mime);
   const TKwMimePart root = mime.Root();
   FTreeWalkNeeded = false;
   FWalkDepth = 0;

@@ -23,6 +23,7 @@
 #include "uKwTypes.h"
 
 class TKwIPToCountry;
+class TKwMimeMessage;
 class TKwMimePart;
 
 // persisted: never reorder
@@ -112,6 +113,7 @@ class TKwMailMessage : public TKwBaseMessage {
   // ParseTextAndHtmlParts and ClassifyBounce.
   void DecodeMimeMessage();
   // BounceCheck's verdict over SourceLines, copied into the three bounce members.
+  // DecodeMimeMessage has it classify the tree it parsed from SourceLines, when it did.
   void ClassifyBounce();
   // The second walk over a parsed MIME tree: fills the bodies (the first plain and the
   // first HTML part win) and the attachments, uuencoded files inside text parts
@@ -180,7 +182,10 @@ class TKwMailMessage : public TKwBaseMessage {
   bool LoadFormatAtDepth(const std::string& fileName, int depth);
   bool LoadArchive(const std::string& fileName, int depth);
   bool TryDecryptSMime();
-  void DecodeMimeText(std::string_view mimeText);
+  // sourceText: mimeText is SourceLines itself, so the bounce check may use its parse.
+  void DecodeMimeText(std::string_view mimeText, bool sourceText = false);
+  void ClassifyBounce(const TKwMimeMessage& source);
+  void CopyBounceVerdict();
   void DecodeMimeWalk(const TKwMimePart& container);
   void DecodeMimeWalkPart(const TKwMimePart& part);
   void AddWalkAttachment(const TKwMimePart& part, const std::string& contentType);
@@ -191,5 +196,6 @@ class TKwMailMessage : public TKwBaseMessage {
 
   std::unique_ptr<TKwIPToCountry> FIPToCountry;  // opened on first use
   bool FTreeWalkNeeded = false;  // the first walk met content it cannot split
+  bool FBounceClassified = false;  // during DecodeMimeMessage
   int FWalkDepth = 0;
 };
