@@ -144,16 +144,6 @@ TEST(TKwBounceCheckTest, UnknownCodesLeaveEverythingEmpty) {
 
 // ---------------------------------------------------------------- scans
 
-TEST(TKwBounceCheckTest, DeliveryStatusGivesCodeDescriptionAndFinalRecipient) {
-  TKwBounceCheck check;
-  EXPECT_TRUE(check.ParseMessage(Dsn("Reporting-MTA: dns; mx.example.net\n\n"
-                                     "Final-Recipient: rfc822; a@example.com\nAction: failed\nStatus: 5.1.1\n")));
-  EXPECT_EQ(check.GetBounceType(), btHardBounce);
-  EXPECT_EQ(check.GetCode(), "5.1.1");
-  EXPECT_EQ(check.GetDescription(), "HardBounce (5.1.1): Bad destination mailbox address");
-  EXPECT_EQ(check.GetRecipient(), "a@example.com");
-}
-
 TEST(TKwBounceCheckTest, RecipientComesFromTheReturnedMessageWhenTheReportNamesNone) {
   TKwBounceCheck check;
   EXPECT_TRUE(check.ParseMessage(Dsn("Action: failed\nStatus: 4.4.7\n")));
@@ -211,16 +201,6 @@ TEST(TKwBounceCheckTest, OnlyTheFirstReportPartFoundIsScanned) {
   EXPECT_EQ(check.GetRecipient(), "");
 }
 
-TEST(TKwBounceCheckTest, SearchContentTypeTakesTheMessageBodyWhenNoPartMatches) {
-  TKwBounceCheck check;
-  // Without a Content-Type a message is plain text.
-  EXPECT_TRUE(check.ParseMessage("Subject: x\n\nSMTP error: 552 full\n"));
-  EXPECT_EQ(check.GetBounceType(), btSoftBounce);
-  // Its own type must match: an HTML body is not read.
-  EXPECT_FALSE(check.ParseMessage("Content-Type: text/html\n\nSMTP error: 552 full\n"));
-  EXPECT_EQ(check.GetBounceType(), btNone);
-}
-
 // ---------------------------------------------------------------- odd input
 
 TEST(TKwBounceCheckTest, OddInputIsNeverABounce) {
@@ -240,12 +220,6 @@ TEST(TKwBounceCheckTest, OddInputIsNeverABounce) {
   }
 }
 
-TEST(TKwBounceCheckTest, LinesFormAndTextFormAgree) {
-  TKwBounceCheck check;
-  EXPECT_TRUE(check.ParseMessage(TStringList{"Subject: r", "", "SMTP error for RCPT TO:<v@example.com>: 550 gone"}));
-  EXPECT_EQ(check.GetRecipient(), "v@example.com");
-}
-
 // ---------------------------------------------------------------- in the message
 
 TEST(TKwBounceCheckTest, MessageCopiesCarryTheVerdictAndClearForgetsIt) {
@@ -261,10 +235,3 @@ TEST(TKwBounceCheckTest, MessageCopiesCarryTheVerdictAndClearForgetsIt) {
   EXPECT_EQ(copy.ColumnFieldToDataString(cfBounceDescription), "");
 }
 
-TEST(TKwBounceCheckTest, ReadReceiptKeepsItsDescriptionButNoBounceType) {
-  TKwMailMessage message;
-  ASSERT_TRUE(message.LoadMIMEFromString(PlainReport("RCPT TO:<r@example.com> 250 delivered")));
-  EXPECT_EQ(message.BounceCheck->GetBounceType(), btMdnReceipt);
-  EXPECT_EQ(message.ColumnFieldToDataString(cfBounceType), "");
-  EXPECT_EQ(message.ColumnFieldToDataString(cfBounceDescription), "Mdnreceipt (250): Requested mail action okay, completed");
-}
