@@ -274,8 +274,10 @@ bool TKwBounceCheck::SearchContentType(std::string_view contentType) {
   if (!root) return false;
   TKwMimePart part = root.IsMultipart() ? FindPart(root, contentType, 0) : TKwMimePart();
   if (part) {
+    // A text part is taken whatever it holds; another part only with data.
     const std::string data = part.DecodedBytes();
-    if (part.ContentType().starts_with("text/") || !data.empty()) FContent = SplitLines(data);
+    if (!part.ContentType().starts_with("text/") && data.empty()) return false;
+    FContent = SplitLines(data);
     return true;
   }
   std::string ownType = root.ContentType();
