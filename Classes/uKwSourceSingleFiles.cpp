@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <set>
 #include <vector>
 
 #include "uKwActionLog.h"
@@ -13,8 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// Directories nested deeper than this are not walked: a guard against link loops that the
-// listing cannot see through.
+// Directories nested deeper than this are not walked.
 constexpr int kMaxFolderDepth = 64;
 
 // The subdirectories of directory in listing order; symbolic links to directories count.
@@ -47,21 +47,29 @@ bool TKwSourceMailSingleFiles::LoadFolders() {
   root.Info().FolderName = LastComponent(folder);
   root.Info().FolderFile = folder;
   root.Name = root.Info().FolderName;
-  AddSubfolders(IncludeTrailingPathDelimiter(folder), root);
+  std::set<std::string> visited;
+  AddSubfolders(IncludeTrailingPathDelimiter(folder), root, visited);
   SourceFolders->BuildFoldersPath(true);
   return SourceFolders->Count() > 0;
 }
 
-void TKwSourceMailSingleFiles::AddSubfolders(const std::string& directory, TKwFolderNode& parent) {
+// A directory reached twice through symbolic links becomes a folder once: links that loop
+// back to an ancestor end there.
+void TKwSourceMailSingleFiles::AddSubfolders(const std::string& directory, TKwFolderNode& parent,
+                                             std::set<std::string>& visited) {
   if (parent.Level() >= kMaxFolderDepth || IsAborted()) return;
+  std::error_code ec;
+  visited.insert(fs::canonical(directory, ec).string());
   for (const fs::path& sub : Subdirectories(directory)) {
+    const std::string canonical = fs::canonical(sub, ec).string();
+    if (ec || !visited.insert(canonical).second) continue;
     const std::string path = sub.string();
     TriggerStatusEvent("Adding folder", path);
     TKwFolderNode& child = SourceFolders->AddChild(&parent);
     child.Info().FolderName = sub.filename().string();
     child.Info().FolderFile = path;
     child.Name = child.Info().FolderName;
-    AddSubfolders(IncludeTrailingPathDelimiter(path), child);
+    AddSubfolders(IncludeTrailingPathDelimiter(path), child, visited);
   }
 }
 

@@ -9,6 +9,9 @@
 // positions among the message files only. This build reads .msg files with the message's
 // own loader (no platform messaging layer), so UseOutlookToReadMsgFiles has no effect.
 
+#include <set>
+#include <string>
+
 #include "uKwSourceBase.h"
 
 class TKwSourceMailSingleFiles : public TKwSourceMailBase {
@@ -31,7 +34,7 @@ class TKwSourceMailSingleFiles : public TKwSourceMailBase {
   std::string FolderDirectory(const TKwFolderNode& folder) const;
 
  private:
-  void AddSubfolders(const std::string& directory, TKwFolderNode& parent);
+  void AddSubfolders(const std::string& directory, TKwFolderNode& parent, std::set<std::string>& visited);
   void SetLoadingOptions(TKwMailMessage& message) const;
 
   std::string FRootDirectory;  // Folder with a trailing "/"

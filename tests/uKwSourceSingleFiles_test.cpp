@@ -105,6 +105,18 @@ TEST_F(SingleFilesSourceTest, EverySubdirectoryIsAFolderEvenWithoutMessages) {
   EXPECT_NE(std::find(counts.begin(), counts.end(), (Root() / "inbox/2024").string() + "=1"), counts.end());
 }
 
+TEST_F(SingleFilesSourceTest, LinksThatLoopBackGiveEachDirectoryOnce) {
+  Write("inbox/a.eml", Mail("a"));
+  fs::create_directory_symlink(Root(), Root() / "inbox" / "back-to-top");
+  fs::create_directory_symlink(Root() / "inbox", Root() / "inbox-link");
+  auto source = Source();
+  ASSERT_TRUE(source->LoadFolders());
+  EXPECT_EQ(source->SourceFolders->Count(), 2) << "the root and inbox; both links lead where the walk has been";
+  AddRecorder(*source);
+  source->Execute();
+  EXPECT_EQ(FSubjects, (std::vector<std::string>{"a"}));
+}
+
 TEST_F(SingleFilesSourceTest, OnlyAcceptedFilesAreCountedAndWalked) {
   Write("one.eml", Mail("one"));
   Write(".hidden.eml", Mail("hidden"));
