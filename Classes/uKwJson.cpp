@@ -19,6 +19,11 @@ json ValueToJson(const TKwProperty& p) {
     case TKwPropKind::DateTime: return *static_cast<double*>(p.Field);
     case TKwPropKind::String: return *static_cast<std::string*>(p.Field);
     case TKwPropKind::Strings: return *static_cast<TStringList*>(p.Field);
+    case TKwPropKind::Set: {
+      json names = json::array();
+      for (std::string_view name : p.SetElementNames()) names.push_back(std::string(name));
+      return names;
+    }
     case TKwPropKind::Object: break;
   }
   return nullptr;
@@ -65,6 +70,15 @@ bool JsonToValue(const json& value, const TKwProperty& p) {
       }
       *static_cast<TStringList*>(p.Field) = std::move(list);
       return true;
+    }
+    case TKwPropKind::Set: {
+      if (!value.is_array()) return false;
+      std::vector<std::string> names;
+      for (const json& item : value) {
+        if (!item.is_string()) return false;
+        names.push_back(item.get<std::string>());
+      }
+      return p.SetElementsFromNames(names);
     }
     case TKwPropKind::Object: break;
   }

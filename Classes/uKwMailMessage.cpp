@@ -316,6 +316,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
                           {&LastSavedFilename, &message->LastSavedFilename}})
     *to = *from;
   CertificateOptions->Assign(*message->CertificateOptions);
+  BounceCheck->AssignVerdict(*message->BounceCheck);
 }
 
 void TKwMailMessage::Clear() {
@@ -323,6 +324,7 @@ void TKwMailMessage::Clear() {
   BounceType.clear();
   BounceDescription.clear();
   BounceRecipient.clear();
+  BounceCheck->Clear();
   CertificateOptions->Clear();
   WordsList.clear();
   ImagesLinks.clear();
@@ -430,18 +432,39 @@ void TKwMailMessage::DecodeMimeMessage() {
   Headers->Clear();
   TextPart.clear();
   HtmlPart.clear();
+  FBounceClassified = false;
   try {
     if (!TryDecryptSMime()) {
       Headers->Clear();
       Headers->LoadHeaderLinesFromMimeBody(SourceLines);
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      DecodeMimeText(JoinLines(SourceLines));
+      DecodeMimeText(JoinLines(SourceLines), true);
     }
     ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
+  if (!FBounceClassified) ClassifyBounce();
+}
+
+// Reads the raw lines on its own: for a decrypted message, and for one whose decoding
+// stopped before its source was parsed.
+void TKwMailMessage::ClassifyBounce() {
+  BounceCheck->ParseMessage(SourceLines);
+  CopyBounceVerdict();
+}
+
+void TKwMailMessage::ClassifyBounce(const TKwMimeMessage& source) {
+  BounceCheck->ParseMimeMessage(source);
+  CopyBounceVerdict();
+  FBounceClassified = true;
+}
+
+void TKwMailMessage::CopyBounceVerdict() {
+  BounceType = BounceTypeColumnText(BounceCheck->GetBounceType());
+  BounceDescription = BounceCheck->GetDescription();
+  BounceRecipient = BounceCheck->GetRecipient();
 }
 
 // Decrypts an enveloped message with the certificate options. The headers become the
@@ -470,8 +493,9 @@ bool TKwMailMessage::TryDecryptSMime() {
   return true;
 }
 
-void TKwMailMessage::DecodeMimeText(std::string_view mimeText) {
+void TKwMailMessage::DecodeMimeText(std::string_view mimeText, bool sourceText) {
   const TKwMimeMessage mime(mimeText);
+  if (sourceText) ClassifyBounce(mime);
   const TKwMimePart root = mime.Root();
   FTreeWalkNeeded = false;
   FWalkDepth = 0;

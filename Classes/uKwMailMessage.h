@@ -16,12 +16,14 @@
 #include <string_view>
 
 #include "uKwAttachments.h"
+#include "uKwBounceCheck.h"
 #include "uKwHeaders.h"
 #include "uKwParameters.h"
 #include "uKwPersistent.h"
 #include "uKwTypes.h"
 
 class TKwIPToCountry;
+class TKwMimeMessage;
 class TKwMimePart;
 
 // persisted: never reorder
@@ -108,8 +110,11 @@ class TKwMailMessage : public TKwBaseMessage {
 
   // Decodes SourceLines into headers, bodies and attachments (decrypting an S/MIME
   // message first when the certificate options hold a certificate and key), then runs
-  // ParseTextAndHtmlParts.
+  // ParseTextAndHtmlParts and ClassifyBounce.
   void DecodeMimeMessage();
+  // BounceCheck's verdict over SourceLines, copied into the three bounce members.
+  // DecodeMimeMessage has it classify the tree it parsed from SourceLines, when it did.
+  void ClassifyBounce();
   // The second walk over a parsed MIME tree: fills the bodies (the first plain and the
   // first HTML part win) and the attachments, uuencoded files inside text parts
   // included. DecodeMimeMessage runs it in place of its first walk for messages that walk
@@ -142,7 +147,10 @@ class TKwMailMessage : public TKwBaseMessage {
   // ---- Members ----
   std::string TempFolder;  // taken at construction
   std::string DataFolder;  // the common settings folder, taken at construction
-  // The bounce verdict, set by the bounce classifier: "HardBounce", "SoftBounce" or "".
+  // Classifies the message at the end of every MIME decoding; Assign copies its verdict.
+  const std::unique_ptr<TKwBounceCheck> BounceCheck = std::make_unique<TKwBounceCheck>();
+  // The verdict as the bounce columns show it, filled from BounceCheck when decoding:
+  // "HardBounce", "SoftBounce" or "" (also for a read receipt).
   std::string BounceType;
   std::string BounceDescription;
   std::string BounceRecipient;
@@ -174,7 +182,10 @@ class TKwMailMessage : public TKwBaseMessage {
   bool LoadFormatAtDepth(const std::string& fileName, int depth);
   bool LoadArchive(const std::string& fileName, int depth);
   bool TryDecryptSMime();
-  void DecodeMimeText(std::string_view mimeText);
+  // sourceText: mimeText is SourceLines itself, so the bounce check may use its parse.
+  void DecodeMimeText(std::string_view mimeText, bool sourceText = false);
+  void ClassifyBounce(const TKwMimeMessage& source);
+  void CopyBounceVerdict();
   void DecodeMimeWalk(const TKwMimePart& container);
   void DecodeMimeWalkPart(const TKwMimePart& part);
   void AddWalkAttachment(const TKwMimePart& part, const std::string& contentType);
@@ -185,5 +196,6 @@ class TKwMailMessage : public TKwBaseMessage {
 
   std::unique_ptr<TKwIPToCountry> FIPToCountry;  // opened on first use
   bool FTreeWalkNeeded = false;  // the first walk met content it cannot split
+  bool FBounceClassified = false;  // during DecodeMimeMessage
   int FWalkDepth = 0;
 };

@@ -10,6 +10,7 @@ int64_t TKwProperty::Ordinal() const {
     case TKwPropKind::Integer: return *static_cast<int32_t*>(Field);
     case TKwPropKind::Int64: return *static_cast<int64_t*>(Field);
     case TKwPropKind::Enum: return GetOrdinal();
+    case TKwPropKind::Set: return *static_cast<uint32_t*>(Field);
     default: return 0;
   }
 }
@@ -20,6 +21,7 @@ void TKwProperty::SetOrdinalValue(int64_t value) const {
     case TKwPropKind::Integer: *static_cast<int32_t*>(Field) = static_cast<int32_t>(value); break;
     case TKwPropKind::Int64: *static_cast<int64_t*>(Field) = value; break;
     case TKwPropKind::Enum: SetOrdinal(static_cast<int>(value)); break;
+    case TKwPropKind::Set: *static_cast<uint32_t*>(Field) = static_cast<uint32_t>(value); break;
     default: break;
   }
 }
@@ -29,13 +31,33 @@ bool TKwProperty::IsStored() const {
     case TKwPropKind::Boolean:
     case TKwPropKind::Integer:
     case TKwPropKind::Int64:
-    case TKwPropKind::Enum: return !Default || Ordinal() != *Default;
+    case TKwPropKind::Enum:
+    case TKwPropKind::Set: return !Default || Ordinal() != *Default;
     case TKwPropKind::Double:
     case TKwPropKind::DateTime: return *static_cast<double*>(Field) != 0.0;
     case TKwPropKind::String: return !static_cast<std::string*>(Field)->empty();
     case TKwPropKind::Strings: return !static_cast<TStringList*>(Field)->empty();
     case TKwPropKind::Object: return true;
   }
+  return true;
+}
+
+std::vector<std::string_view> TKwProperty::SetElementNames() const {
+  std::vector<std::string_view> names;
+  const auto mask = static_cast<uint32_t>(Ordinal());
+  for (int i = 0; i < EnumType->Count() && i < 32; ++i)
+    if (mask & (uint32_t{1} << i)) names.push_back(EnumType->Name(i));
+  return names;
+}
+
+bool TKwProperty::SetElementsFromNames(const std::vector<std::string>& names) const {
+  uint32_t mask = 0;
+  for (const std::string& name : names) {
+    const int ordinal = EnumType->Ordinal(name);
+    if (ordinal < 0 || ordinal >= 32) return false;
+    mask |= uint32_t{1} << ordinal;
+  }
+  SetOrdinalValue(mask);
   return true;
 }
 
@@ -58,6 +80,16 @@ void TKwPublisher::AddEnum(std::string_view name, const TKwEnumInfo& info,
   p.EnumType = &info;
   p.GetOrdinal = std::move(get);
   p.SetOrdinal = std::move(set);
+  p.Default = def;
+  FItems.push_back(std::move(p));
+}
+
+void TKwPublisher::AddSet(std::string_view name, const TKwEnumInfo& info, uint32_t& mask, uint32_t def) {
+  TKwProperty p;
+  p.Name = name;
+  p.Kind = TKwPropKind::Set;
+  p.Field = &mask;
+  p.EnumType = &info;
   p.Default = def;
   FItems.push_back(std::move(p));
 }
@@ -121,7 +153,8 @@ void TKwPersistent::Assign(const TKwPersistent& source) {
       case TKwPropKind::Boolean:
       case TKwPropKind::Integer:
       case TKwPropKind::Int64:
-      case TKwPropKind::Enum: d.SetOrdinalValue(s.Ordinal()); break;
+      case TKwPropKind::Enum:
+      case TKwPropKind::Set: d.SetOrdinalValue(s.Ordinal()); break;
       case TKwPropKind::Double:
       case TKwPropKind::DateTime:
         *static_cast<double*>(d.Field) = *static_cast<double*>(s.Field);

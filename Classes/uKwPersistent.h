@@ -30,15 +30,16 @@ class EConvertError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-enum class TKwPropKind { Boolean, Integer, Int64, Double, DateTime, String, Enum, Object, Strings };
+// Set: a set of an enumeration's values, held as a bit mask by ordinal (uint32_t).
+enum class TKwPropKind { Boolean, Integer, Int64, Double, DateTime, String, Enum, Object, Strings, Set };
 
 // One published property of a live object.
 struct TKwProperty {
   std::string_view Name;
   TKwPropKind Kind = TKwPropKind::Boolean;
-  void* Field = nullptr;  // bool*, int32_t*, int64_t*, double*, std::string*, TStringList*
+  void* Field = nullptr;  // bool*, int32_t*, int64_t*, double*, std::string*, TStringList*, uint32_t* (Set)
   TKwPersistent* Object = nullptr;          // Kind == Object
-  const TKwEnumInfo* EnumType = nullptr;    // Kind == Enum
+  const TKwEnumInfo* EnumType = nullptr;    // Kind == Enum or Set
   std::function<int()> GetOrdinal;          // Kind == Enum
   std::function<void(int)> SetOrdinal;      // Kind == Enum
   // The declared default of an ordinal property (Boolean, Integer, Int64, Enum). An
@@ -46,9 +47,13 @@ struct TKwProperty {
   // zero, string lists unless empty.
   std::optional<int64_t> Default;
 
-  int64_t Ordinal() const;  // Boolean, Integer, Int64, Enum
+  int64_t Ordinal() const;  // Boolean, Integer, Int64, Enum; a Set's mask
   void SetOrdinalValue(int64_t value) const;
   bool IsStored() const;  // false when the value equals the declared or implied default
+  // A Set's elements as their identifiers, in ordinal order.
+  std::vector<std::string_view> SetElementNames() const;
+  // Sets a Set from identifiers; false (nothing changed) when one is not of the type.
+  bool SetElementsFromNames(const std::vector<std::string>& names) const;
 };
 
 // Collects the published properties of one object; handed to TKwPersistent::Publish.
@@ -76,12 +81,20 @@ class TKwPublisher {
             [&field](int v) { field = static_cast<E>(v); }, static_cast<int64_t>(declaredDefault));
   }
 
+  // A set of E's values as a bit mask (bit n = ordinal n); stored unless it equals the
+  // declared default, like the other ordinals.
+  template <class E>
+  void Set(std::string_view name, uint32_t& mask, uint32_t declaredDefault) {
+    AddSet(name, EnumInfo<E>(), mask, declaredDefault);
+  }
+
   std::vector<TKwProperty>& Items() { return FItems; }
 
  private:
   void Add(std::string_view name, TKwPropKind kind, void* field, std::optional<int64_t> def);
   void AddEnum(std::string_view name, const TKwEnumInfo& info, std::function<int()> get,
                std::function<void(int)> set, std::optional<int64_t> def);
+  void AddSet(std::string_view name, const TKwEnumInfo& info, uint32_t& mask, uint32_t def);
   std::vector<TKwProperty> FItems;
 };
 

@@ -346,6 +346,7 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
     Log->IncSkipped();
   } else {
     FMessage->Clear();
+    FMessage->LastError.clear();
     bool loaded = LoadLocalCopy(localName, inStorage || inCache) || AdoptDecodedMessage(item) ||
                   DoLoadMailItem(item, *FMessage);
     if (loaded) {
@@ -358,8 +359,12 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
       // of messages would otherwise hold a row for each.
       ProcessMessage(*FMessage);
     } else {
-      Log->AddErrorFull("Couldn't load message.", "Index: " + std::to_string(item.Index), "", folderName,
-                        item.From, item.Subject, item.LocalDate);
+      // The loader's reason follows the fixed text, so an unreadable kind of file says why.
+      std::string error = "Couldn't load message.";
+      if (!FMessage->LastError.empty()) error += " " + FMessage->LastError;
+      const int entry = Log->AddErrorFull(error, "Index: " + std::to_string(item.Index), "", folderName, item.From,
+                                          item.Subject, item.LocalDate);
+      Log->GetError(entry).SourceFilename = fileName;
     }
   }
   progress();

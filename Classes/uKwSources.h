@@ -1,7 +1,8 @@
 #pragma once
 // The concrete mail sources. Each kind is its own class, because each reads its store
 // its own way; the kinds this build cannot read yet keep their settings and report
-// themselves as not available when run.
+// themselves as not available when run. The sources that can read have units of their
+// own (uKwSourceMbox, uKwSourceSingleFiles, ...).
 
 #include "uKwSourceBase.h"
 
@@ -11,7 +12,6 @@
     KW_UNAVAILABLE_ACTION(Name) \
   };
 
-KW_SOURCE(TKwSourceMailSingleFiles, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailPOP, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailIMAP, TKwSourceMailBase)
 KW_SOURCE(TKwSourceMailOutlookCom, TKwSourceMailIMAP)

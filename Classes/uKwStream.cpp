@@ -153,6 +153,12 @@ void TKwPropertyWriter::WriteIdent(std::string_view ident) {
   WritePropName(ident);
 }
 
+void TKwPropertyWriter::WriteSet(const std::vector<std::string_view>& elements) {
+  WriteValueType(vaSet);
+  for (std::string_view element : elements) WritePropName(element);
+  WritePropName("");
+}
+
 void TKwPropertyWriter::WriteFloat(double value) {
   WriteValueType(vaExtended);
   uint8_t ext[10];
@@ -279,6 +285,13 @@ double TKwPropertyReader::ReadFloat() {
   }
 }
 
+std::vector<std::string> TKwPropertyReader::ReadSet() {
+  if (ReadValueType() != vaSet) throw EReadError("Invalid property value: set expected");
+  std::vector<std::string> elements;
+  for (std::string element = ReadStr(); !element.empty(); element = ReadStr()) elements.push_back(std::move(element));
+  return elements;
+}
+
 std::string TKwPropertyReader::ReadBinary() {
   if (ReadValueType() != vaBinary) throw EReadError("Invalid property value: binary expected");
   uint32_t length;
@@ -364,6 +377,10 @@ void WriteStoredValue(TKwPropertyWriter& writer, const TKwProperty& p, const std
       for (const std::string& s : *static_cast<TStringList*>(p.Field)) writer.WriteString(s);
       writer.WriteListEnd();
       break;
+    case TKwPropKind::Set:
+      writer.WritePropName(path);
+      writer.WriteSet(p.SetElementNames());
+      break;
     case TKwPropKind::Object: break;
   }
 }
@@ -402,6 +419,10 @@ void ReadValueInto(TKwPropertyReader& reader, const TKwProperty& p) {
       *static_cast<TStringList*>(p.Field) = std::move(list);
       break;
     }
+    case TKwPropKind::Set:
+      if (!p.SetElementsFromNames(reader.ReadSet()))
+        throw EReadError("Invalid set element for " + std::string(p.EnumType->TypeName));
+      break;
     case TKwPropKind::Object: throw EReadError("Invalid property path");
   }
 }

@@ -60,6 +60,7 @@ class TKwPropertyWriter {
   void WriteBoolean(bool value);
   void WriteString(std::string_view utf8);    // vaString/vaLString if ASCII, else vaUTF8String
   void WriteIdent(std::string_view ident);
+  void WriteSet(const std::vector<std::string_view>& elements);  // vaSet, names, an empty name
   void WriteFloat(double value);              // vaExtended, 80-bit
   void WriteDate(double value);               // vaDate, 64-bit double
   void WriteBinary(std::string_view bytes);
@@ -90,6 +91,7 @@ class TKwPropertyReader {
   bool ReadBoolean();             // vaTrue/vaFalse
   std::string ReadString();       // vaString, vaLString, vaWString, vaUTF8String (UTF-8 out)
   std::string ReadIdent();        // vaIdent, also vaFalse/vaTrue/vaNil spelled as identifiers
+  std::vector<std::string> ReadSet();  // vaSet: the element names up to the empty one
   double ReadFloat();             // any float tag, also an integer
   std::string ReadBinary();
   void SkipValue();               // skips one value of any type, lists included

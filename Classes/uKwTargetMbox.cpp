@@ -1,5 +1,7 @@
 #include "uKwTargetMbox.h"
 
+#include <filesystem>
+
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
 #include "uKwFoldersTree.h"
@@ -26,6 +28,11 @@ void TKwTargetMailMbox::Publish(TKwPublisher& p) {
 }
 
 void TKwTargetMailMbox::OpenFile(const std::string& fileName) {
+  // A missing output folder is made, as the single-files target makes its own; a folder
+  // that cannot be made shows as the open's error.
+  std::error_code ec;
+  if (const auto parent = std::filesystem::path(fileName).parent_path(); !parent.empty())
+    std::filesystem::create_directories(parent, ec);
   std::string errorText;
   FOpen = FMbox->LoadFromFile(fileName, mbmWrite, errorText);
   if (!FOpen) Log->AddErrorFull(errorText, "Opening the mbox file", fileName, FFolderInfo->FolderName, "", "", 0);

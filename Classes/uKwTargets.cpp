@@ -2,11 +2,6 @@
 
 #include <typeinfo>
 
-void TKwTargetMailFilters::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Object("Filter", *Filter);
-}
-
 void TKwTargetAddressTable::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
   p.Strings("AddressesList", AddressesList);

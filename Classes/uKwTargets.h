@@ -24,18 +24,7 @@
 
 // ---------------------------------------------------------------- passes
 
-// The mail filter: its mail options decide between the True and False branches.
-KW_TARGET_BEGIN(TKwTargetMailFilters, TKwTargetMailPassBase)
-  const std::unique_ptr<TKwFilterMailOptions> Filter = std::make_unique<TKwFilterMailOptions>();
-};
-KW_TARGET(TKwTargetMailFiltersSpam, TKwTargetMailFilters)
-KW_TARGET(TKwTargetMailFiltersBounce, TKwTargetMailFilters)
-// Both condition branches (True and False) are this class, told apart by ItemType; a
-// branch hands every message it gets to its children.
-class TKwTargetMailFiltersCondition : public TKwTargetMailPassBase {
- public:
-  std::string_view ClassName() const override { return "TKwTargetMailFiltersCondition"; }
-};
+// The filters and their condition branches are in uKwTargetFilters.
 KW_TARGET(TKwTargetMailEmailDataParser, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailEmailDataDBCollect, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)

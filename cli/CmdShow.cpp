@@ -22,6 +22,11 @@ std::string FormatValue(const TKwProperty& p) {
     case TKwPropKind::DateTime: return fmt::format("{}", *static_cast<double*>(p.Field));
     case TKwPropKind::String: return nlohmann::json(*static_cast<std::string*>(p.Field)).dump();
     case TKwPropKind::Strings: return nlohmann::json(*static_cast<TStringList*>(p.Field)).dump();
+    case TKwPropKind::Set: {
+      std::string text;
+      for (std::string_view name : p.SetElementNames()) text += (text.empty() ? "" : ",") + std::string(name);
+      return "[" + text + "]";
+    }
     case TKwPropKind::Object: break;
   }
   return "";

@@ -22,6 +22,13 @@ const char* kTree = R"({"kind": "stiJob", "Name": "Three levels",
       "children": [{"kind": "stiMailPasFilterTrue",
         "children": [{"kind": "stiMailTarSingleFiles", "Options.TargetFolder": "out"}]}]}]}]})";
 
+// The blacklist filter needs a spam service this build does not have.
+const char* kUnavailableTree = R"({"kind": "stiJob", "Name": "Unavailable",
+  "children": [{"kind": "stiMailSrcMbox", "SourceOptions.Filename": "in.mbox",
+    "children": [{"kind": "stiMailPassBlacklistFilter",
+      "children": [{"kind": "stiMailPasFilterTrue",
+        "children": [{"kind": "stiMailTarSingleFiles", "Options.TargetFolder": "out"}]}]}]}]})";
+
 class CliTest : public ::testing::Test {
  protected:
   TTempHome FHome;
@@ -58,10 +65,10 @@ TEST_F(CliTest, ConvertsJsonToActionFileAndBackUnchanged) {
 }
 
 TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
-  WriteFileText(Path("tree.json"), kTree);
+  WriteFileText(Path("tree.json"), kUnavailableTree);
   TCliRun run = Quillon("run --quiet " + Path("tree.json"));
   EXPECT_EQ(run.Status, 1);
-  EXPECT_NE(run.Out.find("Mail Filter is not available in this build"), std::string::npos) << run.Out;
+  EXPECT_NE(run.Out.find("Blacklists Filter is not available in this build"), std::string::npos) << run.Out;
   EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos) << run.Out;
 }
 

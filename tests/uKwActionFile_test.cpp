@@ -23,6 +23,7 @@ void FillEveryProperty(TKwPersistent& object, int seed) {
       case TKwPropKind::DateTime: *static_cast<double*>(p.Field) = 45000.5 + seed; break;
       case TKwPropKind::String: *static_cast<std::string*>(p.Field) = entry.Path + " ü " + std::to_string(seed); break;
       case TKwPropKind::Strings: *static_cast<TStringList*>(p.Field) = {"a=b", "", "ß"}; break;
+      case TKwPropKind::Set: p.SetOrdinalValue(1u | (1u << (p.EnumType->Count() - 1))); break;
       case TKwPropKind::Object: break;
     }
   }

@@ -61,6 +61,7 @@ void FillWithNonDefaults(TKwPersistent& object) {
       case TKwPropKind::DateTime: *static_cast<double*>(p.Field) = 1.25 + n; break;
       case TKwPropKind::String: *static_cast<std::string*>(p.Field) = "Wert " + path + " \xC3\xBC"; break;
       case TKwPropKind::Strings: *static_cast<TStringList*>(p.Field) = {"a=x:y~1", "b=z"}; break;
+      case TKwPropKind::Set: p.SetOrdinalValue(p.Ordinal() ^ 1u); break;
       case TKwPropKind::Object: break;
     }
   }
