@@ -41,6 +41,9 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
 
   TKwMessagePrefetcher prefetcher(*FMessage);
   FPrefetcher = &prefetcher;
+  // A target's exception leaves through here; nothing may point at the prefetcher then.
+  const std::unique_ptr<TKwMessagePrefetcher*, void (*)(TKwMessagePrefetcher**)> forget(
+      &FPrefetcher, [](TKwMessagePrefetcher** pointer) { *pointer = nullptr; });
   int64_t nextToSubmit = 0;
   // Every message the loop below will ask for, in its order, as far as there is room.
   auto submitAhead = [&] {
@@ -84,7 +87,6 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
     prefetcher.SetLoading(FLoadedCurrent);
     prefetcher.Recycle(std::move(FDecoded));
   }
-  FPrefetcher = nullptr;
   FMbox->Clear();
 }
 
