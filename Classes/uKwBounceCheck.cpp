@@ -6,6 +6,7 @@
 #include "uKwGMime.h"
 #include "uKwHeaders.h"
 #include "uKwRegEx.h"
+#include "uKwSubs.h"
 
 namespace {
 
@@ -164,15 +165,6 @@ TStringList SplitLines(std::string_view text) {
     start = end + 1;
   }
   return lines;
-}
-
-std::string JoinLines(const TStringList& lines) {
-  std::string text;
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (i) text.append("\r\n");
-    text.append(lines[i]);
-  }
-  return text;
 }
 
 // The address pattern of both scans; its ".+" takes the rest of the line greedily and

@@ -66,18 +66,6 @@ TStringList SplitTextLines(std::string_view text) {
   return lines;
 }
 
-std::string JoinLines(const TStringList& lines, std::string_view separator = "\r\n") {
-  size_t size = 0;
-  for (const std::string& line : lines) size += line.size() + separator.size();
-  std::string text;
-  text.reserve(size);
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (i) text += separator;
-    text += lines[i];
-  }
-  return text;
-}
-
 bool ReadWholeFile(const std::string& fileName, std::string& bytes) {
   std::ifstream in(fileName, std::ios::binary);
   if (!in) return false;

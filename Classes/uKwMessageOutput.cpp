@@ -419,15 +419,6 @@ TStringList EncodedHeaderLines(const TKwMailMessage& message) {
   return headers.Lines;
 }
 
-std::string JoinLinesLf(const TStringList& lines) {
-  std::string text;
-  for (size_t i = 0; i < lines.size(); ++i) {
-    if (i) text.push_back('\n');
-    text += lines[i];
-  }
-  return text;
-}
-
 TSaveResult SaveAttachmentsApart(TKwMailMessage& message, const TKwSingleFilesOptions& options,
                                  const TKwOutputFilename& output) {
   if (const auto error = CreateFolders(output.AttachmentsFolder)) return ErrorResult(*error);
@@ -566,8 +557,8 @@ TSaveResult SaveAsRTF(TKwMailMessage& message, const std::string& fileName) {
 TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachments) {
   TKwMimeOutputMessage mime;
   mime.HeaderLines = EncodedHeaderLines(message);
-  if (!message.TextPart.empty()) mime.TextBody = JoinLinesLf(message.TextPart);
-  if (!message.HtmlPart.empty()) mime.HtmlBody = JoinLinesLf(message.HtmlPart);
+  if (!message.TextPart.empty()) mime.TextBody = JoinLines(message.TextPart, "\n");
+  if (!message.HtmlPart.empty()) mime.HtmlBody = JoinLines(message.HtmlPart, "\n");
   const TKwAttachmentsList& attachments = *message.Attachments;
   for (int i = 0; i < attachments.GetCount(); ++i) {
     const TKwAttachment& a = attachments.GetAttachment(i);
@@ -582,7 +573,7 @@ TStringList EncodeWebArchive(TKwMailMessage& message) {
   TKwMimeOutputMessage mime;
   mime.WebArchive = true;
   mime.HeaderLines = EncodedHeaderLines(message);
-  mime.HtmlBody = JoinLinesLf(message.OutputContent);
+  mime.HtmlBody = JoinLines(message.OutputContent, "\n");
   const TKwAttachmentsList& attachments = *message.Attachments;
   for (int i = 0; i < attachments.GetCount(); ++i) {
     const TKwAttachment& a = attachments.GetAttachment(i);

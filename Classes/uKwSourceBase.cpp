@@ -347,7 +347,10 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
   } else {
     FMessage->Clear();
     FMessage->LastError.clear();
-    bool loaded = LoadLocalCopy(localName, inStorage || inCache) || AdoptDecodedMessage(item) ||
+    // A message file of the source's own is read as its format even when the cache also
+    // holds the message; only copies in the stores are compressed streams.
+    const bool stored = (inStorage || inCache) && localName != fileName;
+    bool loaded = LoadLocalCopy(localName, stored) || AdoptDecodedMessage(item) ||
                   DoLoadMailItem(item, *FMessage);
     if (loaded) {
       FMessage->FolderName = folderName;

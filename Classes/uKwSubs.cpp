@@ -223,6 +223,18 @@ std::string LookUpDomainName() {
 
 }  // namespace
 
+std::string JoinLines(const TStringList& lines, std::string_view separator) {
+  size_t size = 0;
+  for (const std::string& line : lines) size += line.size() + separator.size();
+  std::string text;
+  text.reserve(size);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    if (i) text += separator;
+    text += lines[i];
+  }
+  return text;
+}
+
 std::string ReplaceInvalidCharactersFilename(std::string_view name, std::string_view replaceChar) {
   std::string result;
   result.reserve(name.size());

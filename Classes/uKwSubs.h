@@ -1,5 +1,5 @@
 #pragma once
-// Shared routines for names and files: cleaning file and folder names, finding a free
+// Shared routines for lines, names and files: joining lines, cleaning file and folder names, finding a free
 // numbered file name, saving without losing earlier output, temporary files, GUID text and
 // the names of this computer and user. Text is UTF-8 and lengths count characters (code
 // points), not bytes; bytes that are not valid UTF-8 count one each and pass through.
@@ -9,7 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "uKwPersistent.h"
 #include "uKwTypes.h"
+
+// ---- Lines ----
+// The lines with separator between them (none after the last).
+std::string JoinLines(const TStringList& lines, std::string_view separator = "\r\n");
 
 // ---- Names ----
 // Drops characters below 32; replaces " ' * / : < > ? \ | and U+0080, U+0081, U+008D..U+0090,
