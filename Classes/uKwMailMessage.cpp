@@ -54,7 +54,19 @@ size_t FindLineBreak(std::string_view text, size_t from) {
   return cr ? static_cast<size_t>(cr - text.data()) : end;
 }
 
-// Lines split at CR LF, LF or a lone CR; a final line break adds no empty line.
+// Lines split at CR LF, LF or a lone CR; a final line break adds no empty line. The
+// strings already in lines are reused, so that their buffers are too.
+void SplitTextLinesInto(std::string_view text, TStringList& lines) {
+  size_t count = 0;
+  for (size_t start = 0; start < text.size(); ++count) {
+    const size_t end = FindLineBreak(text, start);
+    if (count < lines.size()) lines[count].assign(text, start, end - start);
+    else lines.emplace_back(text.substr(start, end - start));
+    start = end + (end + 1 < text.size() && text[end] == '\r' && text[end + 1] == '\n' ? 2 : 1);
+  }
+  lines.resize(count);
+}
+
 TStringList SplitTextLines(std::string_view text) {
   TStringList lines;
   lines.reserve(text.size() / 64 + 1);
@@ -380,13 +392,20 @@ bool TKwMailMessage::LoadMIME(const std::string& fileName) {
 }
 
 bool TKwMailMessage::LoadMIMEFromString(std::string_view text) {
-  // The certificate set for this load outlives the load's own Clear.
+  // The certificate set for this load outlives the load's own Clear, and the line strings
+  // of the previous message are refilled rather than freed and allocated again.
   TKwCertificateOptions certificate;
-  certificate.Assign(*CertificateOptions);
+  std::swap(certificate.CertEncoded, CertificateOptions->CertEncoded);
+  std::swap(certificate.CertStore, CertificateOptions->CertStore);
+  std::swap(certificate.CertSubject, CertificateOptions->CertSubject);
+  TStringList lines = std::move(SourceLines);
   Clear();
-  CertificateOptions->Assign(certificate);
+  std::swap(certificate.CertEncoded, CertificateOptions->CertEncoded);
+  std::swap(certificate.CertStore, CertificateOptions->CertStore);
+  std::swap(certificate.CertSubject, CertificateOptions->CertSubject);
   LastError.clear();
-  SourceLines = SplitTextLines(text);
+  SplitTextLinesInto(text, lines);
+  SourceLines = std::move(lines);
   DecodeMimeMessage();
   SourceIsMime = true;
   return true;
