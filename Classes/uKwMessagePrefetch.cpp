@@ -67,8 +67,13 @@ struct TKwMessagePrefetcher::TImpl {
     result.GmtDate = headers.SubmitDate.GmtDate;
     if (!Loading) return;
     std::unique_ptr<TKwMailMessage> message = AcquireMessage();
-    message->LoadMIMEFromString(job.Text);
-    result.Message = std::move(message);
+    try {
+      message->LoadMIMEFromString(job.Text);
+      result.Message = std::move(message);
+    } catch (const std::exception&) {
+      // Left to the loop, which loads the message itself and logs its failure there, as
+      // for any message that cannot be loaded.
+    }
   }
 
   std::unique_ptr<TKwMailMessage> AcquireMessage() {
