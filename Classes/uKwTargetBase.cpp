@@ -64,6 +64,16 @@ void TKwTargetBase::FinalizeExtractProcess() {
   ForEachChildTarget([](TKwTargetBase& child) { child.FinalizeExtractProcess(); }, true);
 }
 
+// ---------------------------------------------------------------- TKwColumnarOutput
+
+void TKwColumnarOutput::PublishOutput(TKwPublisher& p) {
+  p.Enum("FieldDelimiter", FieldDelimiter);
+  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
+  p.String("TargetFilename", TargetFilename);
+  p.Enum("TargetFormat", TargetFormat);
+  p.Boolean("AppendToFile", AppendToFile);
+}
+
 // ---------------------------------------------------------------- TKwTargetMailBase
 
 TKwTargetMailBase::TKwTargetMailBase() : FMailMessage(std::make_unique<TKwMailMessage>()) {}

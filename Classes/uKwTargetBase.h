@@ -50,6 +50,18 @@ class TKwTargetBase : public TKwActionBase {
   TStringList FFolderList;  // per-folder bookkeeping of derived targets
 };
 
+// The output settings of the two columnar targets, published flat under these names.
+// AppendToFile persists but is neither copied by the targets' Assign nor consulted.
+struct TKwColumnarOutput {
+  void PublishOutput(TKwPublisher& publisher);
+
+  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
+  std::string OtherFieldDelimiter;  // one character
+  std::string TargetFilename;
+  TFileFormat TargetFormat = ffColExcel;
+  bool AppendToFile = false;
+};
+
 class TKwTargetMailBase : public TKwTargetBase {
  public:
   TKwTargetMailBase();

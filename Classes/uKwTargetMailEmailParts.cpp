@@ -63,11 +63,7 @@ TKwTargetMailEmailParts::~TKwTargetMailEmailParts() {
 void TKwTargetMailEmailParts::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
   p.String("FieldsStr", FieldsStr);
-  p.Enum("FieldDelimiter", FieldDelimiter);
-  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
-  p.String("TargetFilename", TargetFilename);
-  p.Enum("TargetFormat", TargetFormat);
-  p.Boolean("AppendToFile", AppendToFile);
+  PublishOutput(p);
 }
 
 void TKwTargetMailEmailParts::Assign(const TKwPersistent& source) {

@@ -23,7 +23,7 @@
 #include "uKwTargetBase.h"
 #include "uKwTempDBColumnar.h"
 
-class TKwTargetMailEmailParts : public TKwTargetMailBase {
+class TKwTargetMailEmailParts : public TKwTargetMailBase, public TKwColumnarOutput {
  public:
   TKwTargetMailEmailParts();
   ~TKwTargetMailEmailParts() override;
@@ -51,11 +51,6 @@ class TKwTargetMailEmailParts : public TKwTargetMailBase {
 
   // ---- published
   std::string FieldsStr;  // two-digit TColumnField codes in the user's order
-  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
-  std::string OtherFieldDelimiter;  // one character
-  std::string TargetFilename;
-  TFileFormat TargetFormat = ffColExcel;
-  bool AppendToFile = false;
 
  private:
   bool PrepareScratchFile();

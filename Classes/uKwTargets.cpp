@@ -32,14 +32,9 @@ void TKwTargetMailIMAP::Publish(TKwPublisher& p) {
   p.String("TargetRootFolder", TargetRootFolder);
 }
 
-
 void TKwTargetMailColumnarEmailData::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
-  p.Enum("FieldDelimiter", FieldDelimiter);
-  p.String("OtherFieldDelimiter", OtherFieldDelimiter);
-  p.String("TargetFilename", TargetFilename);
-  p.Enum("TargetFormat", TargetFormat);
-  p.Boolean("AppendToFile", AppendToFile);
+  PublishOutput(p);
 }
 
 void TKwTargetMailColumnarEmailData::Assign(const TKwPersistent& source) {

@@ -80,15 +80,12 @@ KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
 
-// Columnar outputs (TKwTargetMailEmailParts has its own unit). AppendToFile persists but
-// is not copied by Assign and not consulted.
-KW_TARGET_BEGIN(TKwTargetMailColumnarEmailData, TKwTargetMailBase)
+// The columnar export of collected data (TKwTargetMailEmailParts has its own unit).
+class TKwTargetMailColumnarEmailData : public TKwTargetMailBase, public TKwColumnarOutput {
+ public:
+  KW_UNAVAILABLE_ACTION(TKwTargetMailColumnarEmailData)
+  void Publish(TKwPublisher& publisher) override;
   void Assign(const TKwPersistent& source) override;
-  TColumnsFieldDelimiter FieldDelimiter = cfdNone;
-  std::string OtherFieldDelimiter;
-  std::string TargetFilename;
-  TFileFormat TargetFormat = ffColExcel;
-  bool AppendToFile = false;
 };
 
 KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
