@@ -267,38 +267,6 @@ TEST(TKwSourceUniqueIdsTest, ReadsOneRootFolderHoldingTheIds) {
   EXPECT_EQ(root.MessagesCount, 2);
 }
 
-TEST(TKwSourceUniqueIdsTest, HandsOnStoredMessagesInListOrderNumberedFromOne) {
-  const TStringList ids{"stored-1", "not-stored",   "filtered",
-                        "stored-2", "beyond-limit", "stored-3"};
-  std::vector<std::pair<int, std::string>> handed;
-  std::vector<int> limitAsked;
-  TKwUniqueIdsWalk walk{
-      [] { return false; },
-      [&](int index, int count) {
-        limitAsked.push_back(index);
-        EXPECT_EQ(count, 6);
-        return index < 5;
-      },
-      [&](int index, int) { return ids[index] != "filtered"; },
-      [](const std::string& id) { return id.starts_with("stored") ? "/store/" + id + ".eml" : ""; },
-      [&](int number, const std::string& fileName) { handed.emplace_back(number, fileName); }};
-  EXPECT_EQ(WalkUniqueIds(ids, walk), 2);
-  const std::vector<std::pair<int, std::string>> expected{{1, "/store/stored-1.eml"},
-                                                          {4, "/store/stored-2.eml"}};
-  EXPECT_EQ(handed, expected);
-  EXPECT_EQ(limitAsked, (std::vector<int>{0, 1, 2, 3, 4, 5}));
-}
-
-TEST(TKwSourceUniqueIdsTest, StopsAsSoonAsTheRunIsAborted) {
-  const TStringList ids{"a", "b", "c"};
-  int handed = 0;
-  TKwUniqueIdsWalk walk{[&] { return handed == 1; }, [](int, int) { return true; },
-                        [](int, int) { return true; }, [](const std::string& id) { return id; },
-                        [&](int, const std::string&) { ++handed; }};
-  EXPECT_EQ(WalkUniqueIds(ids, walk), 1);
-  EXPECT_EQ(WalkUniqueIds({}, walk), 0);
-}
-
 // ---- The SQLite layer under the log ----
 
 TEST(TKwSqliteTest, ATransactionRollsBackUnlessCommitted) {

@@ -83,6 +83,9 @@ TEST_F(MboxRunTest, WritesOneFilePerDistinctMessageInDomainFolders) {
   source->Execute();
   EXPECT_EQ(source->GetLog().ErrorsCount(), 0);
   EXPECT_EQ(source->GetLog().Processed, 3) << "the duplicate inside the file counts once";
+  EXPECT_EQ(source->GetLog().Skipped, 1) << "and is counted as skipped";
+  ASSERT_EQ(source->GetLog().Notes.size(), 1u);
+  EXPECT_NE(source->GetLog().Notes[0].find("Message 3 skipped: it has the unique id of message 1"), std::string::npos);
   EXPECT_EQ(CountFiles(FHome / "eml" / "example.org", ".eml"), 2);
   EXPECT_EQ(CountFiles(FHome / "eml" / "example.com", ".eml"), 1);
   EXPECT_EQ(source->GetChild(0).GetLog().Saved, 3);
@@ -98,7 +101,7 @@ TEST_F(MboxRunTest, AnMboxCopyNeverHoldsAMessageTwiceAcrossRuns) {
   EXPECT_EQ(MessagesIn(FHome / "copy.mbox"), 3);
   source->Execute();
   EXPECT_EQ(MessagesIn(FHome / "copy.mbox"), 3) << "a second run appends nothing";
-  EXPECT_EQ(source->GetLog().Skipped, 3) << "the target held them already";
+  EXPECT_EQ(source->GetLog().Skipped, 4) << "the target held three already; the fourth is the file's duplicate";
 }
 
 TEST_F(MboxRunTest, TheProcessedMessageLogLetsASecondRunHandleOnlyNewMail) {
@@ -143,13 +146,25 @@ TEST_F(MboxRunTest, AnAbortedRunLeavesValidOutputFiles) {
 
 // ---- error paths
 
-TEST_F(MboxRunTest, AMissingMboxIsAnEmptyFolderAndAFolderIsAnOpenError) {
+TEST_F(MboxRunTest, AMissingOrForeignFileIsAnErrorAndAnEmptyOneIsNot) {
   auto source = Source("");
-  fs::remove(FHome / "in.mbox");
   AddMbox(*source, (FHome / "copy.mbox").string());
   source->Execute();
+  EXPECT_EQ(source->GetLog().ErrorsCount(), 0) << "an empty mbox holds no mail, and that is fine";
+
+  fs::remove(FHome / "in.mbox");
+  source->SourceFolders->Clear();
+  source->Execute();
   EXPECT_EQ(source->GetLog().Processed, 0);
-  EXPECT_EQ(source->GetLog().ErrorsCount(), 0);
+  ASSERT_EQ(source->GetLog().ErrorsCount(), 1);
+  EXPECT_EQ(source->GetLog().GetError(0).Error, "Source file not found: " + (FHome / "in.mbox").string());
+
+  WriteFileText(FHome / "in.mbox", "just some text\nwith no separator line\n");
+  source->SourceFolders->Clear();
+  source->Execute();
+  ASSERT_EQ(source->GetLog().ErrorsCount(), 1);
+  EXPECT_NE(source->GetLog().GetError(0).Error.find("No message found in"), std::string::npos);
+  fs::remove(FHome / "in.mbox");
 
   fs::create_directory(FHome / "in.mbox");
   source->SourceFolders->Clear();
@@ -189,7 +204,43 @@ TEST_F(MboxRunTest, StoredMessagesAreReadAgainByTheirUniqueIds) {
                        std::string(first.UniqueIds().Items(0))};
   AddMbox(byId, (FHome / "again.mbox").string());
   byId.Execute();
-  EXPECT_EQ(byId.GetLog().ErrorsCount(), 0);
-  EXPECT_EQ(byId.GetLog().Processed, 2) << "an id without a stored message is passed over";
+  ASSERT_EQ(byId.GetLog().ErrorsCount(), 1) << "an id without a stored message is reported";
+  EXPECT_EQ(byId.GetLog().GetError(0).Description, "Index: 2 (no stored copy of 0123456789ABCDEF012345678)");
+  EXPECT_EQ(byId.GetLog().Processed, 2);
   EXPECT_EQ(MessagesIn(FHome / "again.mbox"), 2);
+}
+
+TEST_F(MboxRunTest, ANulByteEndingTheIndexIsAnErrorWithItsOffset) {
+  const std::string before = Message("a@x", "ann@example.org", "Before", "fine");
+  const std::string text = before + std::string("From bob@example.com Mon Jan 15 10:00:00 2024\nSubject: x\n") + '\0' + "\n" +
+                           Message("c@x", "cid@example.org", "After", "lost");
+  auto source = Source(text);
+  AddMbox(*source, (FHome / "copy.mbox").string());
+  source->Execute();
+  ASSERT_GE(source->GetLog().ErrorsCount(), 1);
+  const std::string& error = source->GetLog().GetError(0).Error;
+  EXPECT_NE(error.find("not indexed past offset"), std::string::npos) << error;
+  EXPECT_GE(MessagesIn(FHome / "copy.mbox"), 1) << "what stands before the NUL is still read";
+}
+
+// A message without Return-Path takes the one of the message before it in the file, however
+// the decoding ahead hands out its message objects.
+TEST_F(MboxRunTest, ReturnPathCarriesOverInFileOrderAndRunsAreByteIdentical) {
+  std::string text;
+  for (int i = 0; i < 60; ++i) {
+    std::string message = Message("m" + std::to_string(i) + "@x", "ann@example.org", "S" + std::to_string(i), "body");
+    if (i % 7 == 0) message.insert(message.find('\n') + 1, "Return-Path: <bounce" + std::to_string(i) + "@example.org>\n");
+    text += message;
+  }
+  auto source = Source(text);
+  AddMbox(*source, (FHome / "first.mbox").string());
+  source->Execute();
+  static_cast<TKwTargetMailMbox&>(source->GetChild(0)).TargetFilename = (FHome / "second.mbox").string();
+  source->Execute();
+  const std::string first = ReadFileText(FHome / "first.mbox");
+  EXPECT_EQ(first, ReadFileText(FHome / "second.mbox"));
+  EXPECT_NE(first.find("From bounce49@example.org"), std::string::npos);
+  size_t carried = 0;
+  for (size_t at = first.find("From bounce49@"); at != std::string::npos; at = first.find("From bounce49@", at + 1)) ++carried;
+  EXPECT_EQ(carried, 7u) << "message 49 and the six after it";
 }

@@ -160,10 +160,33 @@ TEST_F(SingleFilesSourceTest, AnMsgFileFailsWithAClearErrorAndTheRunGoesOn) {
   EXPECT_EQ(FSubjects.size(), 2u);
   ASSERT_EQ(source->GetLog().ErrorsCount(), 1);
   const TKwActionError& error = source->GetLog().GetError(0);
-  EXPECT_EQ(error.Error.rfind("Couldn't load message. ", 0), 0u) << error.Error;
-  EXPECT_NE(error.Error.find("Outlook message files"), std::string::npos) << error.Error;
+  EXPECT_EQ(error.Error, "Couldn't load message.");
+  EXPECT_EQ(error.Description.rfind("Index: ", 0), 0u) << error.Description;
+  EXPECT_NE(error.Description.find("Outlook message files"), std::string::npos) << error.Description;
   EXPECT_EQ(error.SourceFilename, (Root() / "outlook.msg").string());
   EXPECT_EQ(source->GetLog().Processed, 3) << "the failed file counts as handled";
+}
+
+// Files named by the default scheme carry no unique id: the header block gives it, so the
+// processed-message log skips them on the next run, and the mail filter sees their sender.
+TEST_F(SingleFilesSourceTest, HeaderBlocksGiveTheLogAndTheFilterWhatTheNamesDoNot) {
+  Write("20240115_100000 (ann@example.org) one.eml", Mail("one"));
+  Write("20240115_100000 (ann@example.org) two.eml", Mail("two"));
+  Write("bob.eml", "From: bob@example.com\nSubject: three\nMessage-ID: <3@x>\n\nHi\n");
+  auto source = Source();
+  source->SourceOptions->CopyToSourceLog = true;
+  source->Filters->Mail->Enabled = true;
+  source->Filters->Mail->From = "ann@";
+  AddRecorder(*source);
+  source->Execute();
+  std::sort(FSubjects.begin(), FSubjects.end());
+  EXPECT_EQ(FSubjects, (std::vector<std::string>{"one", "two"}));
+
+  FSubjects.clear();
+  source->SourceFolders->Clear();
+  source->Execute();
+  EXPECT_TRUE(FSubjects.empty()) << "the second run hands on nothing";
+  EXPECT_EQ(source->GetLog().Processed, 0);
 }
 
 TEST_F(SingleFilesSourceTest, AMissingRootFailsToInitialise) {

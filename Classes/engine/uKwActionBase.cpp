@@ -12,6 +12,7 @@
 #include "uKwJson.h"
 #include "uKwRegFolders.h"
 #include "uKwStream.h"
+#include "uKwTargetBase.h"
 
 namespace {
 
@@ -135,6 +136,20 @@ void TKwActionBase::BeginExecute() {
   Log->Clear();
   Log->ActionName = Name + " - " + Caption;
   Log->ItemType = ItemType;
+}
+
+void TKwActionBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising) {
+  for (auto& child : List) {
+    if (IsAborted() && !finalising) return;
+    if (!child->Enabled) continue;
+    if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
+  }
+}
+
+int TKwActionBase::SubtreeErrorsCount() const {
+  int count = Log->ErrorsCount();
+  for (const auto& child : List) count += child->SubtreeErrorsCount();
+  return count;
 }
 
 void TKwActionBase::Execute() {

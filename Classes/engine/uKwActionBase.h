@@ -21,6 +21,7 @@ class TKwActionBase;
 class TKwActionLog;
 class TKwGlobalOptions;
 class TKwMainLog;
+class TKwTargetBase;
 
 using TKwStatusEvent = std::function<void(TKwActionBase& sender, const std::string& text1,
                                           const std::string& text2)>;
@@ -143,6 +144,12 @@ class TKwActionBase : public TKwPersistent {
   void BeginExecute();
   // Hands the run context (control, temp folder, options, handlers) to a child before it runs.
   void CopyRunContextTo(TKwActionBase& child) const;
+  // Calls `call` on each enabled child that is a target, in child order, until aborted.
+  // The finalising calls pass finalising = true: they reach every child even after an
+  // abort, so that what was written is completed and closed.
+  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
+  // Errors in the logs of this action and every action below it.
+  int SubtreeErrorsCount() const;
 
   std::vector<std::unique_ptr<TKwActionBase>> List;
   // Abort may run on another thread and raise OnAbort while a parent hands this action

@@ -71,14 +71,6 @@ void TKwSourceBase::SetConnected(bool connected) {
   }
 }
 
-void TKwSourceBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising) {
-  for (auto& child : List) {
-    if (IsAborted() && !finalising) return;
-    if (!child->Enabled) continue;
-    if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
-  }
-}
-
 void TKwSourceBase::Execute() {
   BeginExecute();
   if (AppDataFolder.empty()) AssertionFailure("Classes/uKwSourceBase", kAppDataAssertLine);
@@ -181,6 +173,7 @@ bool TKwSourceMailBase::IsStorageEnabled() const {
 bool TKwSourceMailBase::InitializeExtraction() {
   GenerateSourceId();
   FSourceLogFailed = false;
+  FDeleteAsked = FDeleteNoted = false;
   FMessage = std::make_unique<TKwMailMessage>();
   FMessage->TempFolder = TempFolder;
   FSourceLog = std::make_unique<TKwSourceLogDB>();
@@ -209,26 +202,77 @@ void TKwSourceMailBase::FinalizeExtraction() {
 
 void TKwSourceMailBase::ProcessMailFolder(TKwFolderNode&) { Filters->Sampling->ClearRandomList(); }
 
-bool TKwSourceMailBase::GetLocalFilename(const std::string& uniqueId, const std::string& fileName,
-                                         std::string& localName, bool& inStorage, bool& inCache) {
+void TKwSourceMailBase::ProcessFolder(TKwFolderNode& folder, TFolderProcessType processType) {
+  const TStringList& listed = folder.Info().UniqueIdList;
+  if (processType != fptLoadHeaders || listed.empty()) return TKwSourceBase::ProcessFolder(folder, processType);
+  FCurrentProcessType = processType;
+  ForEachChildTarget([&](TKwTargetBase& target) { target.InitializeFolder(folder.Info()); });
+  FHeadersList.clear();
+  const auto count = static_cast<int>(listed.size());
+  TriggerFolderEvent(folder.Info().GetFolderName(), count);
+  for (int index = 0; index < count && !IsAborted(); ++index) {
+    TKwMailItem item;
+    item.Index = index;
+    item.Count = count;
+    item.UniqueId = listed[static_cast<size_t>(index)];
+    ProcessMailItem(item, folder);
+  }
+  folder.Info().Processed = true;
+  ForEachChildTarget([](TKwTargetBase& target) { target.FinalizeFolder(); }, true);
+  TriggerFolderCompleteEvent();
+}
+
+bool TKwSourceMailBase::IsPastRange(int32_t number, int32_t count) const {
+  return Filters->Range->Enabled && !Filters->Range->InsideLimit(number, count);
+}
+
+bool TKwSourceMailBase::IsItemSelected(int32_t number, int32_t count) const {
+  return (!Filters->Range->Enabled || Filters->Range->Check(number, count)) && Filters->Sampling->Check(number);
+}
+
+void TKwSourceMailBase::WalkFolderItems(TKwFolderNode& folder, int32_t count, const std::string& listedPath,
+                                        const std::function<void(int32_t number)>& visit) {
+  TKwFolderInfo& info = folder.Info();
+  info.MessagesCount = count;
+  TriggerFolderEvent(info.GetFolderName(), count);
+  Log->FoldersList.push_back(listedPath + "=" + std::to_string(count));
+  if (Filters->Sampling->Enabled) Filters->Sampling->InitializeRandomList(count);
+  for (int32_t number = 1; number <= count && !IsAborted(); ++number) {
+    if (IsPastRange(number, count)) break;
+    if (IsItemSelected(number, count)) {
+      visit(number);
+    } else {
+      TriggerProgressEvent(number, info.GetFolderName(), std::to_string(count), rsProcessingMessages);
+    }
+  }
+}
+
+void TKwSourceMailBase::SkipDuplicateItem(const TKwMailItem& item, int firstIndex) {
+  Log->IncSkipped();
+  Log->AddMessageStatusFull(ssSkipped, item.From.value_or(""), item.Subject.value_or(""), item.LocalDate);
+  Log->Notes.push_back("Message " + std::to_string(item.Index) + " skipped: it has the unique id of message " +
+                       std::to_string(firstIndex) + " (" + item.UniqueId + ")");
+}
+
+bool TKwSourceMailBase::GetLocalFilename(std::string& uniqueId, const std::string& fileName, std::string& localName,
+                                         bool& inStorage, bool& inCache) {
   inStorage = inCache = false;
   localName.clear();
   std::error_code ec;
-  std::string id = uniqueId;
   if (!fileName.empty() && std::filesystem::is_regular_file(fileName, ec)) {
     localName = fileName;
-    if (id.empty()) IsUniqueIdInFilename(fileName, id);
-    if (id.empty() && FCache) id = FCache->GetUniqueIdFromFilename(fileName);
-    inCache = FCache && !id.empty() && FCache->ExistMessage(id);
+    if (uniqueId.empty()) IsUniqueIdInFilename(fileName, uniqueId);
+    if (uniqueId.empty() && FCache) uniqueId = FCache->GetUniqueIdFromFilename(fileName);
+    inCache = FCache && !uniqueId.empty() && FCache->ExistMessage(uniqueId);
     return true;
   }
-  if (id.empty()) return false;
-  if (FStorage && FStorage->ExistMessage(id)) {
+  if (uniqueId.empty()) return false;
+  if (FStorage && FStorage->ExistMessage(uniqueId)) {
     inStorage = true;
-    localName = FStorage->GetFileName(id);
-  } else if (FCache && FCache->ExistMessage(id)) {
+    localName = FStorage->GetFilename(uniqueId);
+  } else if (FCache && FCache->ExistMessage(uniqueId)) {
     inCache = true;
-    localName = FCache->GetFilename(id);
+    localName = FCache->GetFilename(uniqueId);
   }
   return !localName.empty();
 }
@@ -237,27 +281,33 @@ void TKwSourceMailBase::AddMessageToCacheAndStorage(TKwMailMessage& message, con
                                                     bool& inStorage, bool& inCache, bool force) {
   std::string id = message.Headers->GetUniqueId();
   if (id.empty()) id = kNoUniqueId;
-  if (!inStorage && FStorage && (IsStorageEnabled() || force)) inStorage = FStorage->Store(message, id, fileName);
+  if (!inStorage && FStorage && (IsStorageEnabled() || force)) inStorage = FStorage->AddMessage(message, id, fileName);
   if (!inCache && FCache && (IsCacheEnabled() || force)) inCache = FCache->AddMessage(message, id, fileName);
 }
 
-bool TKwSourceMailBase::PassesMailFilter(const TKwMailItem& item, const std::string& localFile, bool inCache) {
+bool TKwSourceMailBase::PassesMailFilter(const TKwMailItem& item, const std::string& uniqueId,
+                                         const std::string& localFile, bool inCache) {
   // Filter data, best first: the cache's stored headers, what the source read, the name
-  // of the message file.
-  std::string from = item.From, subject = item.Subject;
-  TDateTime date = item.LocalDate;
-  TKwStoredSummary cached;
-  if (inCache && FCache && FCache->LoadSummary(item.UniqueId, cached)) {
-    from = cached.From;
-    subject = cached.Subject;
-    date = cached.LocalDate;
-  } else if (from.empty() && subject.empty() && date == 0 && !localFile.empty()) {
-    ParseEmailFilename(localFile, subject, from, date);
-  }
+  // of the message file. What none of them knows stays unknown and passes.
   TKwMailFilterData data;
-  data.From = from;
-  data.Subject = subject;
-  data.LocalDate = date;
+  TKwStoredSummary cached;
+  std::string from, subject;
+  TDateTime date = 0;
+  if (inCache && FCache && FCache->LoadSummary(uniqueId, cached)) {
+    data.From = cached.From;
+    data.Subject = cached.Subject;
+    data.LocalDate = cached.LocalDate;
+  } else if (item.From || item.Subject || item.LocalDate != 0) {
+    data.From = item.From;
+    data.Subject = item.Subject;
+    data.LocalDate = item.LocalDate;
+  } else if (!localFile.empty() && ParseEmailFilename(localFile, subject, from, date)) {
+    data.From = from;
+    data.Subject = subject;
+    data.LocalDate = date;
+  }
+  data.To = item.To;
+  data.IsRead = item.IsRead;
   return Filters->Mail->CheckFilters(data);
 }
 
@@ -297,6 +347,34 @@ bool TKwSourceMailBase::DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& 
   return !item.FileName.empty() && message.LoadFormat(item.FileName);
 }
 
+bool TKwSourceMailBase::DeleteMessage(const TKwMailItem&, std::string& error) {
+  error = "This source cannot delete messages";
+  return false;
+}
+
+bool TKwSourceMailBase::IsDeleteAsked() {
+  if (!FDeleteAsked) {
+    FDeleteAsked = true;
+    bool asked = SourceOptions->DeleteMessages;
+    ForEachChildTarget([&](TKwTargetBase& target) {
+      if (auto* mailTarget = dynamic_cast<TKwTargetMailBase*>(&target)) asked |= mailTarget->DeleteSourceMessage;
+    });
+    if (asked && !CanDeleteMessages()) {
+      Log->Notes.push_back(Caption + " cannot delete messages from its store: they are left where they are");
+      FDeleteNoted = true;
+    }
+    FDeleteAsked = asked;
+  }
+  return FDeleteAsked && CanDeleteMessages();
+}
+
+void TKwSourceMailBase::DeleteFromStore(const TKwMailItem& item) {
+  std::string error;
+  if (!DeleteMessage(item, error))
+    Log->AddErrorFull(error, "Deleting message", "", "", item.From.value_or(""), item.Subject.value_or(""),
+                      item.LocalDate);
+}
+
 void TKwSourceMailBase::ProcessMessage(TKwMailMessage& message) {
   ++message.Counter;
   ForEachChildTarget([&](TKwTargetBase& target) {
@@ -317,13 +395,95 @@ void TKwSourceMailBase::RecycleMessage(std::unique_ptr<TKwMailMessage>) {}
 bool TKwSourceMailBase::AdoptDecodedMessage(const TKwMailItem& item) {
   std::unique_ptr<TKwMailMessage> decoded = TakeDecodedMessage(item);
   if (!decoded) return false;
-  // What the message object carries from one item to the next belongs to the run.
+  // What the message object carries from one item to the next belongs to the run: a
+  // message without its own Return-Path or Envelope-To keeps those of the message
+  // before it in the source's order, whichever worker decoded it.
   decoded->Labels = FMessage->Labels;
   decoded->SenderLocation = FMessage->SenderLocation;
   decoded->LastSavedFilename = FMessage->LastSavedFilename;
+  TKwHeaders& headers = *decoded->Headers;
+  if (headers.ReturnPath.Address.empty()) headers.ReturnPath.Assign(FMessage->Headers->ReturnPath);
+  if (headers.EnvelopeTo.Address.empty()) headers.EnvelopeTo.Assign(FMessage->Headers->EnvelopeTo);
   std::swap(FMessage, decoded);
   RecycleMessage(std::move(decoded));
   return true;
+}
+
+void TKwSourceMailBase::AddHeadersRow(const TKwMailItem& item, const std::string& uniqueId,
+                                      const std::string& localName, bool inCache, const std::string& folderName) {
+  TKwStoredSummary cached;
+  if (inCache && FCache && FCache->LoadSummary(uniqueId, cached)) {
+    FHeadersList.push_back({uniqueId, cached.From, cached.Subject, localName, folderName, cached.LocalDate, cached.Size});
+    return;
+  }
+  int64_t size = item.Size;
+  std::error_code ec;
+  if (!localName.empty()) {
+    const auto fileSize = std::filesystem::file_size(localName, ec);
+    if (!ec) size = static_cast<int64_t>(fileSize);
+  }
+  FHeadersList.push_back({uniqueId, item.From.value_or(""), item.Subject.value_or(""), localName, folderName,
+                          item.LocalDate, size});
+}
+
+void TKwSourceMailBase::ReportLoadFailure(const TKwMailItem& item, const std::string& fileName,
+                                          const std::string& folderName) {
+  // The loader's reason follows the item number, so an unreadable kind of file says why.
+  std::string description = "Index: " + std::to_string(item.Index);
+  if (!FMessage->LastError.empty()) description += " (" + FMessage->LastError + ")";
+  const int entry = Log->AddErrorFull("Couldn't load message.", description, "", folderName, item.From.value_or(""),
+                                      item.Subject.value_or(""), item.LocalDate);
+  Log->GetError(entry).SourceFilename = fileName;
+}
+
+void TKwSourceMailBase::LoadAndProcess(const TKwMailItem& item, const std::string& uniqueId,
+                                       const std::string& fileName, const std::string& localName, bool inStorage,
+                                       bool inCache, const std::string& folderName) {
+  TriggerStatusEvent("Processing", "Loading message ..");
+  FMessage->Clear();
+  FMessage->LastError.clear();
+  // A message file of the source's own is read as its format even when the cache also
+  // holds the message; only copies in the stores are compressed streams.
+  const bool stored = (inStorage || inCache) && localName != fileName;
+  const bool loaded =
+      LoadLocalCopy(localName, stored) || AdoptDecodedMessage(item) || DoLoadMailItem(item, *FMessage);
+  if (!loaded) {
+    ReportLoadFailure(item, fileName, folderName);
+    return FinishItem(item, folderName, ssError, nullptr);
+  }
+  FMessage->FolderName = folderName;
+  std::string id = FMessage->Headers->GetUniqueId();
+  if (id.empty()) id = uniqueId.empty() ? kNoUniqueId : uniqueId;
+  // A store that cannot tell the id before loading (a message file named without it) is
+  // asked the processed-message log's question now, so that a second run saves nothing.
+  if (uniqueId.empty() && SourceOptions->CopyToSourceLog && IsInSourceLog(id)) {
+    TriggerProgressEvent(item.Index, folderName, std::to_string(item.Count), rsProcessingMessages);
+    return;
+  }
+  AddMessageToCacheAndStorage(*FMessage, localName, inStorage, inCache, false);
+  // The headers list is kept only when loading headers: an extracting run over millions
+  // of messages would otherwise hold a row for each.
+  const int errorsBefore = SubtreeErrorsCount();
+  ProcessMessage(*FMessage);
+  // Logged as processed only when every target took it, so that the next run tries a
+  // message again whose export failed.
+  const bool targetsSucceeded = SubtreeErrorsCount() == errorsBefore && !IsAborted();
+  if (targetsSucceeded && SourceOptions->CopyToSourceLog) AddToSourceLog(id, *FMessage);
+  if (targetsSucceeded && IsDeleteAsked()) DeleteFromStore(item);
+  FinishItem(item, folderName, targetsSucceeded ? ssProcessed : ssError, FMessage.get());
+}
+
+void TKwSourceMailBase::FinishItem(const TKwMailItem& item, const std::string& folderName, TSaveStatus status,
+                                   const TKwMailMessage* loaded) {
+  TriggerProgressEvent(item.Index, folderName, std::to_string(item.Count), rsProcessingMessages);
+  Log->IncProcessed();
+  if (!GlobalOptions || !GlobalOptions->DetailedLog) return;
+  if (loaded) {
+    const TKwHeaders& headers = *loaded->Headers;
+    Log->AddMessageStatusFull(status, headers.From.Address, headers.Subject, GmtToLocal(headers.SubmitDate.GmtDate));
+  } else {
+    Log->AddMessageStatusFull(status, item.From.value_or(""), item.Subject.value_or(""), item.LocalDate);
+  }
 }
 
 void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& folder) {
@@ -332,46 +492,21 @@ void TKwSourceMailBase::ProcessMailItem(const TKwMailItem& item, TKwFolderNode& 
   std::string fileName = item.FileName;
   if (fileName.empty() && item.ItemId.find('/') != std::string::npos && ValidEmailSource(item.ItemId))
     fileName = item.ItemId;
-  std::string localName;
+  std::string uniqueId = item.UniqueId, localName;
   bool inStorage = false, inCache = false;
-  GetLocalFilename(item.UniqueId, fileName, localName, inStorage, inCache);
+  GetLocalFilename(uniqueId, fileName, localName, inStorage, inCache);
 
   auto progress = [&] { TriggerProgressEvent(item.Index, folderName, std::to_string(item.Count), rsProcessingMessages); };
-  if (Filters->Mail->Enabled && !PassesMailFilter(item, localName, inCache)) return progress();
-  if (SourceOptions->CopyToSourceLog && !item.UniqueId.empty() && IsInSourceLog(item.UniqueId)) return progress();
+  if (Filters->Mail->Enabled && !PassesMailFilter(item, uniqueId, localName, inCache)) return progress();
+  if (SourceOptions->CopyToSourceLog && !uniqueId.empty() && IsInSourceLog(uniqueId)) return progress();
 
   if (FCurrentProcessType == fptLoadHeaders) {
-    FHeadersList.push_back({item.UniqueId, item.From, item.Subject, localName, folderName, item.LocalDate, item.Size});
-  } else if (ExistMessageInTargets(item.UniqueId.empty() ? kNoUniqueId : item.UniqueId)) {
-    Log->IncSkipped();
-  } else {
-    FMessage->Clear();
-    FMessage->LastError.clear();
-    // A message file of the source's own is read as its format even when the cache also
-    // holds the message; only copies in the stores are compressed streams.
-    const bool stored = (inStorage || inCache) && localName != fileName;
-    bool loaded = LoadLocalCopy(localName, stored) || AdoptDecodedMessage(item) ||
-                  DoLoadMailItem(item, *FMessage);
-    if (loaded) {
-      FMessage->FolderName = folderName;
-      std::string id = FMessage->Headers->GetUniqueId();
-      if (id.empty()) id = kNoUniqueId;
-      AddMessageToCacheAndStorage(*FMessage, localName, inStorage, inCache, false);
-      if (SourceOptions->CopyToSourceLog) AddToSourceLog(id, *FMessage);
-      // The headers list is kept only when loading headers: an extracting run over millions
-      // of messages would otherwise hold a row for each.
-      ProcessMessage(*FMessage);
-    } else {
-      // The loader's reason follows the fixed text, so an unreadable kind of file says why.
-      std::string error = "Couldn't load message.";
-      if (!FMessage->LastError.empty()) error += " " + FMessage->LastError;
-      const int entry = Log->AddErrorFull(error, "Index: " + std::to_string(item.Index), "", folderName, item.From,
-                                          item.Subject, item.LocalDate);
-      Log->GetError(entry).SourceFilename = fileName;
-    }
+    AddHeadersRow(item, uniqueId, localName, inCache, folderName);
+    return FinishItem(item, folderName, ssProcessed, nullptr);
   }
-  progress();
-  Log->IncProcessed();
-  if (GlobalOptions && GlobalOptions->DetailedLog)
-    Log->AddMessageStatusFull(ssProcessed, item.From, item.Subject, item.LocalDate);
+  if (ExistMessageInTargets(uniqueId.empty() ? kNoUniqueId : uniqueId)) {
+    Log->IncSkipped();
+    return FinishItem(item, folderName, ssSkipped, nullptr);
+  }
+  LoadAndProcess(item, uniqueId, fileName, localName, inStorage, inCache, folderName);
 }

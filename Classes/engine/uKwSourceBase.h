@@ -10,6 +10,7 @@
 // DoLoadMailItem). One thread; Abort from another thread is seen between items.
 
 #include <memory>
+#include <optional>
 
 #include "uKwActionBase.h"
 #include "uKwFilters.h"
@@ -27,7 +28,8 @@ class TKwVariablesList;
 #define KW_FOLDER_PROCESS_TYPE(X) X(fptLoadHeaders) X(fptExtractToStorage) X(fptExtractSelectedItems) X(fptExtractAll)
 KW_ENUM(TFolderProcessType, KW_FOLDER_PROCESS_TYPE);
 
-// One item of a folder as a source knows it before loading it.
+// One item of a folder as a source knows it before loading it. Filter data the source
+// does not have stays unknown (empty optional), so that its filter condition passes.
 struct TKwMailItem {
   int Index = 0;           // the number the source gives it (its own base, 0 or 1)
   int Count = 0;           // items in the folder
@@ -36,9 +38,11 @@ struct TKwMailItem {
   std::string FileName;    // a local message file holding the item, if any
   int64_t Size = 0;
   // Filter data the source has without loading the message.
-  std::string From;
-  std::string Subject;
-  TDateTime LocalDate = 0;
+  std::optional<std::string> From;
+  std::optional<std::string> To;
+  std::optional<std::string> Subject;
+  std::optional<bool> IsRead;
+  TDateTime LocalDate = 0;  // 0: not known
 };
 
 // One row of the headers list shown to the user.
@@ -92,8 +96,6 @@ class TKwSourceBase : public TKwActionBase {
   virtual bool InitializeSourceFolders();
   void RecurseFolders();
   bool IsFolderSelected(const TKwFolderInfo& info) const;
-  // As the targets do: finalising calls reach every enabled child even after an abort.
-  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
 
   TFolderProcessType FCurrentProcessType = fptExtractAll;
   std::vector<TKwHeadersRow> FHeadersList;
@@ -113,6 +115,9 @@ class TKwSourceMailBase : public TKwSourceBase {
 
   bool InitializeExtraction() override;
   void FinalizeExtraction() override;
+  // Loading headers of a folder that already lists its items (UniqueIdList) walks that
+  // list; everything else is the source's own walk.
+  void ProcessFolder(TKwFolderNode& folder, TFolderProcessType processType) override;
   void ProcessMailFolder(TKwFolderNode& folder) override;
 
   // The per-item sequence: filters, processed-message log, duplicates in the targets,
@@ -132,6 +137,10 @@ class TKwSourceMailBase : public TKwSourceBase {
   virtual std::unique_ptr<TKwMailMessage> TakeDecodedMessage(const TKwMailItem& item);
   // Gets back the message object that a decoded message replaced.
   virtual void RecycleMessage(std::unique_ptr<TKwMailMessage> message);
+  // Stores that can remove a message say so and remove it here; it is called only after
+  // every target took the message without an error.
+  virtual bool CanDeleteMessages() const { return false; }
+  virtual bool DeleteMessage(const TKwMailItem& item, std::string& error);
 
   const std::unique_ptr<TKwFilterOptions> Filters = std::make_unique<TKwFilterOptions>();
   std::string SourceId;  // GUID text given at the first extraction; names the processed-message log
@@ -139,9 +148,24 @@ class TKwSourceMailBase : public TKwSourceBase {
   static constexpr char kNoUniqueId[] = "0000000000000000000000000";
 
  protected:
-  bool PassesMailFilter(const TKwMailItem& item, const std::string& localFile, bool inCache);
-  bool GetLocalFilename(const std::string& uniqueId, const std::string& fileName,
-                        std::string& localName, bool& inStorage, bool& inCache);
+  // What every source's folder walk shares: the folder reported and counted, the sampling
+  // list drawn, and visit called for each item number (1-based) that the range and
+  // sampling filters let through, until aborted. listedPath names the folder in the log.
+  void WalkFolderItems(TKwFolderNode& folder, int32_t count, const std::string& listedPath,
+                       const std::function<void(int32_t number)>& visit);
+  // The range and sampling filters on item number (1-based) of count.
+  bool IsPastRange(int32_t number, int32_t count) const;
+  bool IsItemSelected(int32_t number, int32_t count) const;
+  // Counts and names a message that is not handed on because an earlier item of the same
+  // folder has its unique id.
+  void SkipDuplicateItem(const TKwMailItem& item, int firstIndex);
+
+  bool PassesMailFilter(const TKwMailItem& item, const std::string& uniqueId, const std::string& localFile,
+                        bool inCache);
+  // Finds a local copy of the item; uniqueId is completed from the file name or the
+  // cache's index when the caller did not know it.
+  bool GetLocalFilename(std::string& uniqueId, const std::string& fileName, std::string& localName,
+                        bool& inStorage, bool& inCache);
   void AddMessageToCacheAndStorage(TKwMailMessage& message, const std::string& fileName,
                                    bool& inStorage, bool& inCache, bool force);
   bool LoadLocalCopy(const std::string& localName, bool stored);
@@ -150,12 +174,30 @@ class TKwSourceMailBase : public TKwSourceBase {
   void AddToSourceLog(const std::string& uniqueId, TKwMailMessage& message);
   bool IsCacheEnabled() const;
   bool IsStorageEnabled() const;
+  // Whether the user asked for messages to be removed from the store (the source option
+  // or a target's DeleteSourceMessage).
+  bool IsDeleteAsked();
 
   std::unique_ptr<TKwMailMessage> FMessage;  // reused for every item of a run
   std::unique_ptr<TKwSourceLogDB> FSourceLog;
   bool FSourceLogFailed = false;  // reported once per run
   std::unique_ptr<TKwEmailCacheExplorer> FCache;
   std::unique_ptr<TKwStorageLocal> FStorage;
+
+ private:
+  void AddHeadersRow(const TKwMailItem& item, const std::string& uniqueId, const std::string& localName,
+                     bool inCache, const std::string& folderName);
+  void LoadAndProcess(const TKwMailItem& item, const std::string& uniqueId, const std::string& fileName,
+                      const std::string& localName, bool inStorage, bool inCache, const std::string& folderName);
+  void ReportLoadFailure(const TKwMailItem& item, const std::string& fileName, const std::string& folderName);
+  void DeleteFromStore(const TKwMailItem& item);
+  // Step of every item that got past the filters and the processed-message log: progress,
+  // count, and the detailed log's entry (from the loaded message when there is one).
+  void FinishItem(const TKwMailItem& item, const std::string& folderName, TSaveStatus status,
+                  const TKwMailMessage* loaded);
+
+  bool FDeleteAsked = false;  // asked once per run
+  bool FDeleteNoted = false;
 };
 
 class TKwSourceContactBase : public TKwSourceBase {

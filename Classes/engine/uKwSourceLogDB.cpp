@@ -140,15 +140,3 @@ void LoadUniqueIdsFolders(TKwFoldersTree& tree, const TStringList& uniqueIds) {
   tree.BuildFoldersPath(false);
 }
 
-int WalkUniqueIds(const TStringList& uniqueIds, const TKwUniqueIdsWalk& walk) {
-  const int count = static_cast<int>(uniqueIds.size());
-  int handedOn = 0;
-  for (int index = 0; index < count && !walk.Aborted() && walk.InsideLimit(index, count); ++index) {
-    if (!walk.PassesFilters(index, count)) continue;
-    const std::string fileName = walk.GetLocalFilename(uniqueIds[index]);
-    if (fileName.empty()) continue;
-    walk.ProcessMailItem(index + 1, fileName);
-    ++handedOn;
-  }
-  return handedOn;
-}

@@ -96,17 +96,3 @@ inline constexpr std::string_view kUniqueIdsRootFolderName = "Root";
 // Replaces the tree's folders by the single root folder, holding uniqueIds.
 void LoadUniqueIdsFolders(TKwFoldersTree& tree, const TStringList& uniqueIds);
 
-// What the walk over a folder's ids asks of its source. Every member must be set.
-struct TKwUniqueIdsWalk {
-  std::function<bool()> Aborted;
-  std::function<bool(int index, int count)> InsideLimit;    // range filter: keep walking
-  std::function<bool(int index, int count)> PassesFilters;  // range and sampling filters
-  // The stored file of the message, "" when there is none.
-  std::function<std::string(const std::string& uniqueId)> GetLocalFilename;
-  // itemNumber is index + 1; the file's path is the item's id and its file name.
-  std::function<void(int itemNumber, const std::string& fileName)> ProcessMailItem;
-};
-
-// Walks uniqueIds in order while not aborted and inside the range limit; ids that fail the
-// filters or have no stored file are passed over silently. Returns the items handed on.
-int WalkUniqueIds(const TStringList& uniqueIds, const TKwUniqueIdsWalk& walk);

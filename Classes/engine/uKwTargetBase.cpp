@@ -11,14 +11,6 @@ TKwTargetBase::TKwTargetBase() : FFolderInfo(std::make_unique<TKwFolderInfo>()) 
 
 TKwTargetBase::~TKwTargetBase() = default;
 
-void TKwTargetBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising) {
-  for (auto& child : List) {
-    if (IsAborted() && !finalising) return;
-    if (!child->Enabled) continue;
-    if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
-  }
-}
-
 void TKwTargetBase::InitializeExtractProcess(TKwFoldersTree& folders) {
   if (!IsAvailable()) {
     ReportNotAvailable();

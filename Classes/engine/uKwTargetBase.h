@@ -40,11 +40,6 @@ class TKwTargetBase : public TKwActionBase {
   bool IsFolderOpen() const { return FFolderOpen; }
 
  protected:
-  // Calls `call` on each enabled child target in order until aborted. The finalising
-  // calls pass finalising = true: they reach every child even after an abort, so that
-  // what was written is completed and closed.
-  void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
-
   std::unique_ptr<TKwFolderInfo> FFolderInfo;
   bool FFolderOpen = false;
   TStringList FFolderList;  // per-folder bookkeeping of derived targets

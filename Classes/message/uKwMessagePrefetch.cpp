@@ -67,6 +67,10 @@ struct TKwMessagePrefetcher::TImpl {
     result.GmtDate = headers.SubmitDate.GmtDate;
     if (!Loading) return;
     std::unique_ptr<TKwMailMessage> message = AcquireMessage();
+    // What a recycled message carries over belongs to whichever message it held before;
+    // the loop fills these in from the message before this one in the source's order.
+    message->Headers->ReturnPath.Clear();
+    message->Headers->EnvelopeTo.Clear();
     try {
       message->LoadMIMEFromString(job.Text);
       result.Message = std::move(message);

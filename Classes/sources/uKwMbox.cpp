@@ -339,7 +339,7 @@ void TKwMbox::IndexMboxFile(TStreamLineReader& reader) {
       FOffsets.push_back(start);
     }
     if (reader.Position() == start && !reader.EoF()) {
-      FErrorText = fmt::format("NUL byte at offset {}: the mailbox is read up to there", start);
+      FErrorText = fmt::format("NUL byte at offset {0}: the mailbox is not indexed past offset {0}", start);
       break;
     }
   }
@@ -422,11 +422,11 @@ void TKwMbox::CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& 
     const int64_t start = reader.Position();
     if (!ReadCutLine(reader, FFamily, line)) {
       if (reader.Position() < end)
-        FErrorText = fmt::format("Message {} ends early: the file is shorter than when it was indexed", index);
+        FErrorText = fmt::format("Message {} ends early: the file is shorter than when it was indexed", index + 1);
       return;
     }
     if (reader.Position() == start) {
-      FErrorText = fmt::format("Message {} holds a NUL byte at offset {}: it is cut there", index, start);
+      FErrorText = fmt::format("Message {} holds a NUL byte at offset {}: it is cut there", index + 1, start);
       return;
     }
     if (inHeaders) {

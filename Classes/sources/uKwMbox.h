@@ -21,6 +21,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -122,6 +123,8 @@ class TKwMbox {
   TMboxMode Mode() const { return FMode; }
   const std::string& FileName() const { return FFileName; }
   const std::string& ErrorText() const { return FErrorText; }
+  // ErrorText, which is emptied, so that the next problem is told apart from this one.
+  std::string TakeErrorText() { return std::exchange(FErrorText, {}); }
   // The stream position of each message's separator line, in file order.
   const std::vector<int64_t>& Offsets() const { return FOffsets; }
   // The unique id of each message in file order (see the class comment for the drift).

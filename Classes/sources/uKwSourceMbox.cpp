@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <filesystem>
+#include <unordered_map>
 
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
@@ -21,23 +22,35 @@ bool TKwSourceMailMbox::LoadFolders() {
   return true;
 }
 
+// A file that is missing, holds no message though it is not empty, or cannot be indexed
+// to its end is an error of the source: a run over it must not look like a clean one.
+bool TKwSourceMailMbox::OpenFolderFile(const TKwFolderInfo& info) {
+  const std::string& file = info.FolderFile;
+  std::error_code ec;
+  if (!std::filesystem::exists(file, ec)) {
+    Log->AddErrorFull("Source file not found: " + file, "File open error", "", info.GetFolderName(), "", "", 0);
+    return false;
+  }
+  std::string errorText;
+  if (!FMbox->LoadFromFile(file, mbmRead, errorText)) {
+    Log->AddErrorFull(errorText, "File open error", "", info.GetFolderName(), "", "", 0);
+    return false;
+  }
+  if (const std::string indexing = FMbox->TakeErrorText(); !indexing.empty())
+    Log->AddErrorFull(indexing, "Indexing " + file, "", info.GetFolderName(), "", "", 0);
+  const auto size = std::filesystem::file_size(file, ec);
+  if (FMbox->Count() == 0 && !ec && size > 0)
+    Log->AddErrorFull("No message found in " + file + ": it is not an mbox file", "File open error", "",
+                      info.GetFolderName(), "", "", 0);
+  return true;
+}
+
 void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
   TKwSourceMailBase::ProcessMailFolder(folder);
   TKwFolderInfo& info = folder.Info();
-  std::error_code ec;
-  if (!std::filesystem::exists(info.FolderFile, ec)) return;
-  std::string errorText;
-  if (!FMbox->LoadFromFile(info.FolderFile, mbmRead, errorText)) {
-    Log->AddErrorFull(errorText, "File open error", "", info.GetFolderName(), "", "", 0);
-    return;
-  }
+  if (!OpenFolderFile(info)) return;
   const int64_t count = FMbox->Count();
-  info.MessagesCount = static_cast<int32_t>(count);
-  TriggerFolderEvent(info.GetFolderName(), static_cast<int>(count));
-  Log->FoldersList.push_back(info.FolderPath + "=" + std::to_string(count));
-  TKwFilterRangeOptions& range = *Filters->Range;
-  TKwFilterSampling& sampling = *Filters->Sampling;
-  if (sampling.Enabled) sampling.InitializeRandomList(static_cast<int32_t>(count));
+  const auto total = static_cast<int32_t>(count);
 
   TKwMessagePrefetcher prefetcher(*FMessage);
   FPrefetcher = &prefetcher;
@@ -45,48 +58,48 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
   const std::unique_ptr<TKwMessagePrefetcher*, void (*)(TKwMessagePrefetcher**)> forget(
       &FPrefetcher, [](TKwMessagePrefetcher** pointer) { *pointer = nullptr; });
   int64_t nextToSubmit = 0;
-  // Every message the loop below will ask for, in its order, as far as there is room.
+  // Every message the walk below will ask for, in its order, as far as there is room.
   auto submitAhead = [&] {
     for (; nextToSubmit < count && prefetcher.HasRoom(); ++nextToSubmit) {
       const auto number = static_cast<int32_t>(nextToSubmit + 1);
-      if (range.Enabled && !range.InsideLimit(number, static_cast<int32_t>(count))) {
+      if (IsPastRange(number, total)) {
         nextToSubmit = count;
         break;
       }
-      if ((range.Enabled && !range.Check(number, static_cast<int32_t>(count))) || !sampling.Check(number)) continue;
+      if (!IsItemSelected(number, total)) continue;
       size_t headerLength = 0;
       std::string text = MessageText(nextToSubmit, headerLength);
+      if (std::string cut = FMbox->TakeErrorText(); !cut.empty())
+        Log->AddErrorFull(cut, "Reading message " + std::to_string(number), "", info.GetFolderName(), "", "", 0);
       prefetcher.Submit(nextToSubmit, std::move(text), headerLength);
     }
   };
 
-  std::unordered_set<std::string> seen;
-  for (int64_t i = 0; i < count && !IsAborted(); ++i) {
-    const auto number = static_cast<int32_t>(i + 1);  // the filters count items from 1
-    if (range.Enabled && !range.InsideLimit(number, static_cast<int32_t>(count))) break;
-    if ((range.Enabled && !range.Check(number, static_cast<int32_t>(count))) || !sampling.Check(number)) {
-      TriggerProgressEvent(number, info.GetFolderName(), std::to_string(count), rsProcessingMessages);
-      continue;
-    }
+  std::unordered_map<std::string, int> firstIndexOfId;
+  WalkFolderItems(folder, total, info.FolderPath, [&](int32_t number) {
+    const int64_t i = number - 1;
     submitAhead();
     TKwPrefetchedItem fetched = prefetcher.TakeNext();
     FCurrentMessage = i;
     FDecoded = std::move(fetched.Message);
     FLoadedCurrent = false;
-    if (seen.insert(fetched.UniqueId).second) {  // a duplicate inside one file counts once
-      TKwMailItem item;
-      item.Index = static_cast<int>(i + 1);
-      item.Count = static_cast<int>(count);
-      item.ItemId = std::to_string(i);
-      item.UniqueId = std::move(fetched.UniqueId);
-      item.From = std::move(fetched.FromAddress);
-      item.Subject = std::move(fetched.Subject);
-      item.LocalDate = GmtToLocal(fetched.GmtDate);
+    TKwMailItem item;
+    item.Index = number;
+    item.Count = total;
+    item.ItemId = std::to_string(i);
+    item.UniqueId = std::move(fetched.UniqueId);
+    item.From = std::move(fetched.FromAddress);
+    item.Subject = std::move(fetched.Subject);
+    item.LocalDate = GmtToLocal(fetched.GmtDate);
+    // A message whose id an earlier one of the file has is handed on once.
+    if (auto [first, isNew] = firstIndexOfId.try_emplace(item.UniqueId, number); isNew) {
       ProcessMailItem(item, folder);
+    } else {
+      SkipDuplicateItem(item, first->second);
     }
     prefetcher.SetLoading(FLoadedCurrent);
     prefetcher.Recycle(std::move(FDecoded));
-  }
+  });
   FMbox->Clear();
 }
 

@@ -3,7 +3,6 @@
 // messages it cuts out one at a time and hands on as mail messages.
 
 #include <memory>
-#include <unordered_set>
 
 #include "uKwSourceBase.h"
 
@@ -25,6 +24,8 @@ class TKwSourceMailMbox : public TKwSourceMailBase {
   bool DownloadMessage(const std::string& id, TKwMailMessage& message);
 
  private:
+  // Opens the folder's file for reading; false (with the error logged) when it cannot be.
+  bool OpenFolderFile(const TKwFolderInfo& info);
   // The text of message index, its header block being the first headerLength bytes.
   std::string MessageText(int64_t index, size_t& headerLength);
 

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <vector>
 
 #include "uKwActionLog.h"
+#include "uKwDateTime.h"
 #include "uKwMailMessage.h"
 #include "uKwSubs.h"
 #include "uKwValidEmailFormat.h"
@@ -37,7 +39,35 @@ std::string LastComponent(const std::string& path) {
   return name.empty() ? trimmed.string() : name;
 }
 
+// The header block of a plain message file, read up to its blank line (or a size that no
+// header block reaches), so the loop knows the message's id and filter data before it
+// loads the whole file. Other formats (encrypted, Outlook, PDF) are known only once loaded.
+bool ReadHeaderBlock(const std::string& fileName, std::string& block) {
+  bool hidden = false;
+  if (FilenameToSingleFileFormatEx(fileName, hidden) != ffSfEml || hidden) return false;
+  constexpr size_t kMaxHeaderBlock = 256 * 1024;
+  std::ifstream in(fileName, std::ios::binary);
+  if (!in) return false;
+  block.clear();
+  std::string line;
+  while (block.size() < kMaxHeaderBlock && std::getline(in, line)) {
+    if (line.empty() || line == "\r") return true;
+    block.append(line).push_back('\n');
+  }
+  return !block.empty();
+}
+
 }  // namespace
+
+void TKwSourceMailSingleFiles::FillHeaderData(TKwMailItem& item) {
+  std::string block;
+  if (!ReadHeaderBlock(item.FileName, block)) return;
+  FHeaderParser.LoadHeadersFromString(block);
+  item.UniqueId = FHeaderParser.GetUniqueId();
+  item.From = FHeaderParser.From.Address;
+  item.Subject = FHeaderParser.Subject;
+  item.LocalDate = GmtToLocal(FHeaderParser.SubmitDate.GmtDate);
+}
 
 bool TKwSourceMailSingleFiles::LoadFolders() {
   TKwSourceMailBase::LoadFolders();
@@ -100,33 +130,21 @@ std::string TKwSourceMailSingleFiles::FolderDirectory(const TKwFolderNode& folde
 
 void TKwSourceMailSingleFiles::ProcessMailFolder(TKwFolderNode& folder) {
   TKwSourceMailBase::ProcessMailFolder(folder);
-  TKwFolderInfo& info = folder.Info();
   const std::string directory = FolderDirectory(folder);
   const int count = CountMessagesInFolder(directory, kMessageFileFormats, false);
-  info.MessagesCount = count;
-  TriggerFolderEvent(info.GetFolderName(), count);
-  Log->FoldersList.push_back(ExcludeTrailingPathDelimiter(directory) + "=" + std::to_string(count));
-  TKwFilterRangeOptions& range = *Filters->Range;
-  TKwFilterSampling& sampling = *Filters->Sampling;
-  if (sampling.Enabled) sampling.InitializeRandomList(count);
-  if (count == 0) return;
-
   // Listed again after counting: a file that went away in between is simply not there.
-  const std::vector<std::string> files = ListMessageFiles(directory, kMessageFileFormats);
-  for (size_t n = 0; n < files.size() && !IsAborted(); ++n) {
-    const auto number = static_cast<int32_t>(n + 1);  // the filters count items from 1
-    if (range.Enabled && !range.InsideLimit(number, count)) break;
-    if ((range.Enabled && !range.Check(number, count)) || !sampling.Check(number)) {
-      TriggerProgressEvent(number, info.GetFolderName(), std::to_string(count), rsProcessingMessages);
-      continue;
-    }
+  std::vector<std::string> files;
+  if (count > 0) files = ListMessageFiles(directory, kMessageFileFormats);
+  WalkFolderItems(folder, count, ExcludeTrailingPathDelimiter(directory), [&](int32_t number) {
+    if (static_cast<size_t>(number) > files.size()) return;
     TKwMailItem item;
     item.Index = number;
     item.Count = count;
-    item.ItemId = files[n];
-    item.FileName = files[n];
+    item.ItemId = files[static_cast<size_t>(number - 1)];
+    item.FileName = item.ItemId;
+    FillHeaderData(item);
     ProcessMailItem(item, folder);
-  }
+  });
 }
 
 bool TKwSourceMailSingleFiles::DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) {

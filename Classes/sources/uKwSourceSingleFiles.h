@@ -12,6 +12,7 @@
 #include <set>
 #include <string>
 
+#include "uKwHeaders.h"
 #include "uKwSourceBase.h"
 
 class TKwSourceMailSingleFiles : public TKwSourceMailBase {
@@ -36,6 +37,9 @@ class TKwSourceMailSingleFiles : public TKwSourceMailBase {
  private:
   void AddSubfolders(const std::string& directory, TKwFolderNode& parent, std::set<std::string>& visited);
   void SetLoadingOptions(TKwMailMessage& message) const;
+  // The unique id and filter data of a plain message file, from its header block.
+  void FillHeaderData(TKwMailItem& item);
 
   std::string FRootDirectory;  // Folder with a trailing "/"
+  TKwHeaders FHeaderParser;    // reused for every file
 };

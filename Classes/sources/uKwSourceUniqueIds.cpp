@@ -30,36 +30,25 @@ bool TKwSourceUniqueIds::InitializeExtraction() {
   return true;
 }
 
+// An id without a stored copy cannot be read; it is reported, never passed over quietly.
 void TKwSourceUniqueIds::ProcessMailFolder(TKwFolderNode& folder) {
   TKwSourceMailBase::ProcessMailFolder(folder);
   TKwFolderInfo& info = folder.Info();
-  const TStringList& ids = info.UniqueIdList;
+  const TStringList ids = info.UniqueIdList;
   const auto count = static_cast<int32_t>(ids.size());
-  info.MessagesCount = count;
-  TriggerFolderEvent(info.GetFolderName(), count);
-  Log->FoldersList.push_back(info.FolderPath + "=" + std::to_string(count));
-  TKwFilterRangeOptions& range = *Filters->Range;
-  TKwFilterSampling& sampling = *Filters->Sampling;
-  if (sampling.Enabled) sampling.InitializeRandomList(count);
-  TKwUniqueIdsWalk walk;
-  walk.Aborted = [this] { return IsAborted(); };
-  walk.InsideLimit = [&](int index, int total) { return !range.Enabled || range.InsideLimit(index + 1, total); };
-  walk.PassesFilters = [&](int index, int total) {
-    return (!range.Enabled || range.Check(index + 1, total)) && sampling.Check(index + 1);
-  };
-  walk.GetLocalFilename = [this](const std::string& uniqueId) {
-    std::string local;
+  WalkFolderItems(folder, count, info.FolderPath, [&](int32_t number) {
+    std::string uniqueId = ids[static_cast<size_t>(number - 1)], local;
     bool inStorage = false, inCache = false;
-    GetLocalFilename(uniqueId, "", local, inStorage, inCache);
-    return local;
-  };
-  walk.ProcessMailItem = [&](int itemNumber, const std::string& fileName) {
+    if (!GetLocalFilename(uniqueId, "", local, inStorage, inCache)) {
+      Log->AddErrorFull("Couldn't load message.", "Index: " + std::to_string(number) + " (no stored copy of " +
+                        uniqueId + ")", "", info.GetFolderName(), "", "", 0);
+      return;
+    }
     TKwMailItem item;
-    item.Index = itemNumber;
+    item.Index = number;
     item.Count = count;
-    item.ItemId = fileName;
-    item.UniqueId = ids[static_cast<size_t>(itemNumber - 1)];
+    item.ItemId = local;
+    item.UniqueId = std::move(uniqueId);
     ProcessMailItem(item, folder);
-  };
-  WalkUniqueIds(ids, walk);
+  });
 }
