@@ -12,6 +12,7 @@
 #include "uKwSourceUniqueIds.h"
 #include "uKwSources.h"
 #include "uKwTargetAttachments.h"
+#include "uKwTargetDB.h"
 #include "uKwTargetFilters.h"
 #include "uKwTargetFolders.h"
 #include "uKwTargetMailEmailParts.h"

@@ -52,10 +52,3 @@ void TKwTargetMailEDataSendEmail::Publish(TKwPublisher& p) {
   p.Object("Remote", *Remote);
 }
 
-void TKwTargetDB::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.String("ConnectionString", ConnectionString);
-  p.Boolean("CreateTable", CreateTable, true);
-  p.String("SQLCreate", SQLCreate);
-  p.String("TableName", TableName);
-}

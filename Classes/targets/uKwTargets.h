@@ -93,13 +93,6 @@ KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
   const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
 };
 
-KW_TARGET_BEGIN(TKwTargetDB, TKwTargetMailBase)
-  std::string ConnectionString;
-  bool CreateTable = true;
-  std::string SQLCreate;
-  std::string TableName = "MSG";
-};
-
 // ---------------------------------------------------------------- CRM services
 
 // One constructor serves every CRM target.
