@@ -11,7 +11,7 @@ packages=(
   libarchive-dev libssl-dev
   libxlsxwriter-dev libgsf-1-dev libxml2-dev python3-openpyxl python3-xlrd
   time
-  libsoci-dev libboost-dev postgresql mariadb-server mariadb-client odbc-postgresql unixodbc
+  libsoci-dev libboost-dev postgresql mariadb-server mariadb-client odbc-postgresql unixodbc sqlite3
 )
 
 missing=()
