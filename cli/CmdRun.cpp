@@ -18,6 +18,7 @@
 #include "uKwActionJob.h"
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
+#include "uKwGlobalOptionsFile.h"
 #include "uKwLogSubs.h"
 #include "uKwParameters.h"
 #include "uKwSourceBase.h"
@@ -118,7 +119,26 @@ bool JobIdMissingFromJson(TKwActionBase& root, const std::string& fileName) {
   return document.is_object() && !document.contains("JobId");
 }
 
-int RunRun(const std::string& fileName, bool quiet) {
+// options.json first, then the command line's assignments in their order.
+bool ReadGlobalOptions(TKwGlobalOptions& options, const std::vector<std::string>& assignments) {
+  std::vector<std::string> problems;
+  if (!LoadGlobalOptionsFile(options, GetGlobalOptionsFileName(), problems)) {
+    for (const std::string& problem : problems) PrintError(problem);
+    return false;
+  }
+  for (const std::string& assignment : assignments) {
+    std::string error;
+    if (!SetGlobalOption(options, assignment, error)) {
+      PrintError("--global " + error);
+      return false;
+    }
+  }
+  return true;
+}
+
+int RunRun(const std::string& fileName, bool quiet, const std::vector<std::string>& globals) {
+  TKwGlobalOptions globalOptions;
+  if (!ReadGlobalOptions(globalOptions, globals)) return kExitUsage;
   TKwActionLoadResult loaded = LoadActionFromFile(fileName);
   if (!loaded.Action) {
     PrintError(fileName + ": " + loaded.Error);
@@ -126,7 +146,6 @@ int RunRun(const std::string& fileName, bool quiet) {
   }
   for (const std::string& warning : loaded.Warnings) PrintError(fileName + ": warning: " + warning);
   TKwActionBase& root = *loaded.Action;
-  TKwGlobalOptions globalOptions;
   root.GlobalOptions = &globalOptions;
   TProgressPrinter progress(quiet);
   root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
@@ -178,6 +197,11 @@ void AddRunCommand(CLI::App& app, int& status) {
   auto fileName = std::make_shared<std::string>();
   auto quiet = std::make_shared<bool>(false);
   cmd->add_option("FILE", *fileName, "Action (.qaf), job (.qjob) or JSON file")->required();
+  auto globals = std::make_shared<std::vector<std::string>>();
   cmd->add_flag("-q,--quiet", *quiet, "No progress output; only the totals");
-  cmd->callback([&status, fileName, quiet] { status = RunRun(*fileName, *quiet); });
+  cmd->add_option("--global", *globals,
+                  "NAME=VALUE: a global option for this run (DetailedLog, IndexEmail, UseLocalStorage, "
+                  "Proxy.Server, ...); repeatable, wins over options.json")
+      ->allow_extra_args(false);
+  cmd->callback([&status, fileName, quiet, globals] { status = RunRun(*fileName, *quiet, *globals); });
 }
