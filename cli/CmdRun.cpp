@@ -198,22 +198,53 @@ void PrintDryRun(const TResult& summary) {
   }
 }
 
+// The tree to run, read, checked and with its paths resolved; null (the reason printed)
+// when the run must not start.
+std::unique_ptr<TKwActionBase> LoadCheckedTree(const TRunOptions& options, TJobInput& input) {
+  std::string error;
+  if (!ReadJobInput(options.FileName, input, error)) {
+    PrintError(error);
+    return nullptr;
+  }
+  if (!CheckBeforeRun(input, options.Lenient)) return nullptr;
+  TKwActionLoadResult loaded = LoadJobInput(input);
+  if (!loaded.Action) PrintError(options.FileName + ": " + loaded.Error);
+  return std::move(loaded.Action);
+}
+
+// Runs the tree on this thread, a job as a job unless dry; returns when it started.
+TDateTime Execute(TKwActionBase& root, const TRunOptions& options) {
+  TProgressPrinter progress(options.Quiet || options.Json);
+  std::string sourceLabel;
+  ConnectProgress(root, progress, sourceLabel);
+  const TDateTime start = NowLocal();
+  {
+    TAbortWatcher watcher(root);
+    if (auto* job = dynamic_cast<TKwBaseActionJob*>(&root); job && !options.DryRun)
+      job->StartJob();
+    else
+      root.Execute();
+  }
+  progress.Finish();
+  return start;
+}
+
+void PrintOutcome(TResult& summary, const TRunOptions& options) {
+  PrintRunErrors(summary, kErrorLinesShown);
+  TPrinter(options.Json).Print(summary, [&](const TResult& s) {
+    if (options.DryRun) PrintDryRun(s);
+    PrintRunSummaryText(s);
+    if (!s["report"].get<std::string>().empty()) std::cout << "Report: " << s["report"].get<std::string>() << "\n";
+  });
+}
+
 int RunRun(const TRunOptions& options) {
   TKwGlobalOptions globalOptions;
   if (!ReadGlobalOptions(globalOptions, options.Globals)) return kExitUsage;
   TJobInput input;
-  std::string error;
-  if (!ReadJobInput(options.FileName, input, error)) {
-    PrintError(error);
-    return kExitUsage;
-  }
-  if (!CheckBeforeRun(input, options.Lenient)) return kExitUsage;
-  TKwActionLoadResult loaded = LoadJobInput(input);
-  if (!loaded.Action) {
-    PrintError(options.FileName + ": " + loaded.Error);
-    return kExitUsage;
-  }
-  TKwActionBase& root = *loaded.Action;
+  std::unique_ptr<TKwActionBase> tree = LoadCheckedTree(options, input);
+  if (!tree) return kExitUsage;
+  TKwActionBase& root = *tree;
   root.GlobalOptions = &globalOptions;
   // Ids live in the state file for JSON jobs; stdin has no file to key them by.
   const bool keepsState = input.IsJson && (!input.RealPath.empty() || !options.StateFile.empty());
@@ -226,25 +257,12 @@ int RunRun(const TRunOptions& options) {
     globalOptions.IndexEmail = globalOptions.UseLocalStorage = false;
     ReplaceTargetsWithRecorders(root);
   }
-
-  TProgressPrinter progress(options.Quiet || options.Json);
-  std::string sourceLabel;
-  ConnectProgress(root, progress, sourceLabel);
-  auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
-  const TDateTime start = NowLocal();
-  {
-    TAbortWatcher watcher(root);
-    if (job && !options.DryRun)
-      job->StartJob();
-    else
-      root.Execute();
-  }
-  progress.Finish();
-
+  const TDateTime start = Execute(root, options);
   if (!root.IsAborted()) AddMissingSourceErrors(root);
   TResult summary = SummarizeRun(root);
-  std::string report;
+  std::string report, error;
   if (!options.DryRun) {
+    auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
     report = job ? job->GetLastLogFileName() : SaveReport(root, options.FileName, start);
     if (job && report.empty()) PrintError("The run report could not be written: " + job->GetLastLogError());
     if (keepsState && !state.Store(stateKey, root, error)) PrintError(error);
@@ -252,12 +270,7 @@ int RunRun(const TRunOptions& options) {
   }
   summary["report"] = report;
   summary["aborted"] = root.IsAborted();
-  PrintRunErrors(summary, kErrorLinesShown);
-  TPrinter(options.Json).Print(summary, [&](const TResult& s) {
-    if (options.DryRun) PrintDryRun(s);
-    PrintRunSummaryText(s);
-    if (!report.empty()) std::cout << "Report: " << report << "\n";
-  });
+  PrintOutcome(summary, options);
   if (root.IsAborted()) return kExitAborted;
   return summary["errors"].get<int>() > 0 ? kExitRunErrors : kExitOk;
 }

@@ -3,7 +3,7 @@
 #include "uKwLogSubs.h"
 #include "uKwMailMessage.h"
 
-void TKwRecordingTarget::ProcessMessage(TKwMailMessage& message) {
+void TRecordingTarget::ProcessMessage(TKwMailMessage& message) {
   TKwTargetMailBase::ProcessMessage(message);  // counts it, as the target it stands for would
   const TKwHeaders& h = *message.Headers;
   const TDateTime date = h.SubmitDate.LocalDate();
@@ -29,7 +29,7 @@ void ReplaceTargetsWithRecorders(TKwActionBase& root) {
       ReplaceTargetsWithRecorders(child);
       continue;
     }
-    auto recorder = std::make_unique<TKwRecordingTarget>();
+    auto recorder = std::make_unique<TRecordingTarget>();
     recorder->ItemType = child.ItemType;
     recorder->Name = child.Name;
     recorder->Caption = child.Caption;

@@ -9,9 +9,9 @@
 #include "uKwTargetBase.h"
 
 // Stands in the place of one target; keeps its kind and Name for the summary.
-class TKwRecordingTarget : public TKwTargetMailBase {
+class TRecordingTarget : public TKwTargetMailBase {
  public:
-  std::string_view ClassName() const override { return "TKwRecordingTarget"; }
+  std::string_view ClassName() const override { return "TRecordingTarget"; }
   void ProcessMessage(TKwMailMessage& message) override;
   std::vector<std::string> Received;  // "date  from  subject", in the order received
 };

@@ -44,7 +44,7 @@ TResult ActionEntry(TKwActionBase& action) {
   }
   entry["outputs"] = std::move(outputs);
   if (log.Skipped > 0) entry["skipReason"] = SkipReason(action);
-  if (auto* recorder = dynamic_cast<TKwRecordingTarget*>(&action)) entry["wouldReceive"] = recorder->Received;
+  if (auto* recorder = dynamic_cast<TRecordingTarget*>(&action)) entry["wouldReceive"] = recorder->Received;
   return entry;
 }
 

@@ -47,7 +47,10 @@ int UnknownCommand(CLI::App& app, const std::string& name) {
 
 int Help(CLI::App& app, const std::string& name) {
   if (name.empty()) {
-    std::cout << app.help();
+    // app.help() here would describe the help command itself, the one being run.
+    std::cout << app.get_description() << "\nUsage: quillon COMMAND [OPTIONS] [ARGS]\n\n";
+    ListCommands(app, std::cout);
+    std::cout << "\n" << app.get_footer() << "\n";
     return kExitOk;
   }
   if (name == "help" || !IsCommand(name)) return name == "help" ? Help(app, "") : UnknownCommand(app, name);

@@ -60,6 +60,9 @@ TEST_F(CliCheckTest, HelpVersionAndUnknownCommands) {
   TCliRun help = Quillon("help check");
   EXPECT_EQ(help.Status, 0);
   EXPECT_TRUE(Has(help.Out, "FILE")) << help.Out;
+  TCliRun all = Quillon("help");
+  EXPECT_EQ(all.Status, 0);
+  EXPECT_TRUE(Has(all.Out, "template")) << all.Out;
   TCliRun unknown = Quillon("chek job.json");
   EXPECT_EQ(unknown.Status, 2);
   EXPECT_TRUE(Has(unknown.Out, "unknown command 'chek'")) << unknown.Out;
