@@ -11,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
+#include "RunState.h"
 #include "uKwActionFile.h"
 #include "uKwActionJob.h"
 
@@ -37,6 +38,9 @@ bool ReadJsonJob(const fs::path& path, TJobInfo& info) {
   const nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
   if (!document.is_object() || document.value("kind", "") != "stiJob") return false;
   info.JobId = document.value("JobId", "");
+  // A JSON job without its own id has the one its runs were given.
+  std::error_code ec;
+  if (info.JobId.empty()) info.JobId = TRunState(TRunState::DefaultFileName()).JobIdOf(fs::canonical(path, ec).string());
   info.Caption = document.value("Name", "");
   info.Description = document.value("Description", "");
   info.ScheduleText = "Not scheduled";

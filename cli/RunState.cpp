@@ -50,6 +50,13 @@ void TRunState::Apply(const std::string& job, TKwActionBase& root, bool jobIdFro
   if (auto it = FState.find(job); it != FState.end() && it->is_object()) Give(root, "", *it, jobIdFromFile);
 }
 
+std::string TRunState::JobIdOf(const std::string& job) const {
+  auto it = FState.find(job);
+  if (it == FState.end() || !it->is_object() || !it->contains("")) return "";
+  const json& root = (*it)[""];
+  return root.is_object() && root.contains("JobId") && root["JobId"].is_string() ? root["JobId"].get<std::string>() : "";
+}
+
 bool TRunState::Store(const std::string& job, TKwActionBase& root, std::string& error) {
   json ids = json::object();
   Collect(root, "", ids);

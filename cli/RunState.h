@@ -21,6 +21,8 @@ class TRunState {
   // Gives the tree's actions the ids stored under `job` where the file gave them none;
   // `jobIdFromFile` says that the file named the root's JobId itself.
   void Apply(const std::string& job, TKwActionBase& root, bool jobIdFromFile) const;
+  // The JobId a run of `job` was given; "" when none is kept.
+  std::string JobIdOf(const std::string& job) const;
   // Records the tree's ids under `job` and writes the file. False with a reason.
   bool Store(const std::string& job, TKwActionBase& root, std::string& error);
 

@@ -164,6 +164,7 @@ TEST_F(CliJobsTest, AJsonJobWithoutIdKeepsOneIdAcrossRuns) {
   EXPECT_EQ(first.front(), '{') << first;
   EXPECT_EQ(reportId(), first);
   EXPECT_EQ(ReadFileText(Path("noid.json")), text);
+  EXPECT_TRUE(Has(QuillonStdout("jobs " + Path("noid.json")).Out, first));  // jobs knows it too
 }
 
 TEST_F(CliJobsTest, JobsListsJsonJobsWithTheirNames) {
