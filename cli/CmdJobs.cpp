@@ -1,7 +1,9 @@
-// quillon jobs [DIR] [--json]: the job files of a folder, read from their trailers only.
+// quillon jobs [DIR] [--json]: the job files of a folder, read from their trailers (a job
+// file) or their top-level members (a JSON job) without running anything.
 
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <vector>
 
@@ -9,6 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Commands.h"
+#include "RunState.h"
 #include "uKwActionFile.h"
 #include "uKwActionJob.h"
 
@@ -23,17 +26,52 @@ struct TJobRow {
   std::string Error;  // why there is no job information
 };
 
+std::string LowerExtension(const fs::path& path) {
+  std::string ext = path.extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+  return ext;
+}
+
+// A JSON file is listed only when it holds a job.
+bool ReadJsonJob(const fs::path& path, TJobInfo& info) {
+  std::ifstream in(path, std::ios::binary);
+  const nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
+  if (!document.is_object() || document.value("kind", "") != "stiJob") return false;
+  info.JobId = document.value("JobId", "");
+  // A JSON job without its own id has the one its runs were given.
+  std::error_code ec;
+  if (info.JobId.empty()) info.JobId = TRunState(TRunState::DefaultFileName()).JobIdOf(fs::canonical(path, ec).string());
+  info.Caption = document.value("Name", "");
+  info.Description = document.value("Description", "");
+  info.ScheduleText = "Not scheduled";
+  return true;
+}
+
 bool IsJobFile(const fs::directory_entry& entry) {
   std::error_code ec;
-  std::string ext = entry.path().extension().string();
-  std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
-  return entry.is_regular_file(ec) && ext == kJobFileExtension;
+  if (!entry.is_regular_file(ec)) return false;
+  TJobInfo unused;
+  return LowerExtension(entry.path()) == kJobFileExtension ||
+         (LowerExtension(entry.path()) == ".json" && ReadJsonJob(entry.path(), unused));
+}
+
+// A trailer whose caption is only the kind's says less than the job's own Name.
+void PreferJobName(const fs::path& path, TJobInfo& info) {
+  if (info.Caption != GetSourceTargetItemCaption(stiJob)) return;
+  TKwActionLoadResult loaded = LoadActionFromFile(path.string());
+  if (loaded.Action && !loaded.Action->Name.empty()) info.Caption = loaded.Action->Name;
 }
 
 TJobRow ReadRow(const fs::path& path, const std::string& shownName) {
   TJobRow row;
   row.File = shownName;
+  if (LowerExtension(path) == ".json") {
+    row.HasInfo = ReadJsonJob(path, row.Info);
+    if (!row.HasInfo) row.Error = "not a JSON job (its \"kind\" is not stiJob)";
+    return row;
+  }
   row.HasInfo = TKwBaseActionJob::LoadJobInfo(path.string(), row.Info, row.Error);
+  if (row.HasInfo) PreferJobName(path, row.Info);
   return row;
 }
 
@@ -105,7 +143,7 @@ int RunJobs(const std::string& where, bool asJson) {
   if (asJson)
     PrintJson(rows);
   else if (rows.empty())
-    std::cerr << "No job files (*" << kJobFileExtension << ") in \"" << where << "\".\n";
+    std::cerr << "No job files (*" << kJobFileExtension << " or JSON jobs) in \"" << where << "\".\n";
   else
     PrintTable(rows);
   return kExitOk;
@@ -114,7 +152,7 @@ int RunJobs(const std::string& where, bool asJson) {
 }  // namespace
 
 void AddJobsCommand(CLI::App& app, int& status) {
-  auto* cmd = app.add_subcommand("jobs", "List job files (.qjob) from their job information, without loading them");
+  auto* cmd = app.add_subcommand("jobs", "List job files (.qjob) and JSON jobs with their ids, names and schedules");
   auto where = std::make_shared<std::string>(".");
   auto asJson = std::make_shared<bool>(false);
   cmd->add_option("DIR", *where, "Folder to list (default: the current folder), or one job file");

@@ -1,28 +1,41 @@
-// quillon run FILE [--quiet]: starts a job (or runs another action tree); Ctrl-C aborts it
-// cooperatively.
+// quillon run FILE: checks a job strictly, then runs it (or another action tree); Ctrl-C
+// aborts it cooperatively.
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <thread>
 
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 
 #include "Commands.h"
+#include "DryRun.h"
+#include "JobInput.h"
+#include "Printer.h"
 #include "Progress.h"
-#include "uKwActionFile.h"
+#include "RunState.h"
+#include "RunSummary.h"
 #include "uKwActionJob.h"
 #include "uKwActionLog.h"
+#include "uKwActionSettings.h"
 #include "uKwDateTime.h"
+#include "uKwGlobalOptionsFile.h"
 #include "uKwLogSubs.h"
 #include "uKwParameters.h"
 #include "uKwSourceBase.h"
 
 namespace {
+
+constexpr int kErrorLinesShown = 20;
+
+struct TRunOptions {
+  std::string FileName;
+  bool Quiet = false, Lenient = false, Json = false, DryRun = false;
+  std::string StateFile;
+  std::vector<std::string> Globals;
+};
 
 std::atomic<bool> gInterrupted{false};
 
@@ -61,32 +74,84 @@ class TAbortWatcher {
   struct sigaction FOldInt {}, FOldTerm {};
 };
 
-struct TRunTotals {
-  int Processed = 0, Saved = 0, Skipped = 0, Errors = 0;
-};
-
-// Sources count the messages they handled; every action counts what it saved, skipped
-// and got wrong.
-void AddTotals(TKwActionBase& action, TRunTotals& totals) {
-  TKwActionLog& log = action.GetLog();
-  if (action.GetActionRol() == arSource) totals.Processed += log.Processed;
-  totals.Saved += log.Saved;
-  totals.Skipped += log.Skipped;
-  totals.Errors += log.ErrorsCount();
-  for (int i = 0; i < action.GetChildCount(); ++i) AddTotals(action.GetChild(i), totals);
-}
-
-void PrintErrors(TKwActionBase& action, int& budget) {
-  TKwActionLog& log = action.GetLog();
-  for (int i = 0; i < log.ErrorsCount() && budget > 0; ++i, --budget) {
-    const TKwActionError& e = log.GetError(i);
-    std::cerr << "error: " << action.Caption << ": " << e.Error
-              << (e.Description.empty() ? "" : " (" + e.Description + ")") << "\n";
+// options.json first, then the command line's assignments in their order.
+bool ReadGlobalOptions(TKwGlobalOptions& options, const std::vector<std::string>& assignments) {
+  std::vector<std::string> problems;
+  if (!LoadGlobalOptionsFile(options, GetGlobalOptionsFileName(), problems)) {
+    for (const std::string& problem : problems) PrintError(problem);
+    return false;
   }
-  for (int i = 0; i < action.GetChildCount(); ++i) PrintErrors(action.GetChild(i), budget);
+  for (const std::string& assignment : assignments) {
+    std::string error;
+    if (!SetGlobalOption(options, assignment, error)) {
+      PrintError("--global " + error);
+      return false;
+    }
+  }
+  return true;
 }
 
-// Sources that have not run yet have no id; their first run gives them one.
+// The strict check; false when the run must not start. Only a missing source file does
+// not stop a run: an earlier action of the job may make it, and the source reports it.
+bool CheckBeforeRun(const TJobInput& input, bool lenient) {
+  const std::vector<TKwCheckProblem> problems = CheckJobInput(input);
+  int blocking = 0;
+  for (const TKwCheckProblem& problem : problems) {
+    const bool blocks = problem.BlocksRun && !lenient;
+    blocking += blocks;
+    PrintError(std::string(blocks ? "" : "warning: ") + FormatProblem(input, problem));
+  }
+  if (blocking > 0)
+    PrintError(fmt::format("the job was not run: {} problem{}. 'quillon check' lists them; --lenient runs it anyway",
+                           blocking, blocking == 1 ? "" : "s"));
+  return blocking == 0;
+}
+
+// The name the progress line shows for a source: its file or folder.
+std::string SourceLabel(TKwActionBase& action) {
+  for (const TKwSettingNeed& need : SettingNeedsOf(action)) {
+    const std::string* value = StringSetting(action, need.Path);
+    if (value && !value->empty() && (need.Role == TKwSettingRole::SourceFile || need.Role == TKwSettingRole::SourceFolder))
+      return std::filesystem::path(*value).filename().string();
+  }
+  return "";
+}
+
+void ConnectProgress(TKwActionBase& root, TProgressPrinter& progress, std::string& label) {
+  root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
+    if (text2 == "Executing") {
+      progress.Status(ActionLabel(sender));
+      if (sender.GetActionRol() == arSource) label = SourceLabel(sender);
+    } else if (text2.find("not available") != std::string::npos) {
+      progress.Status(text2);
+    } else if (text1 == "Exporting") {
+      progress.Status(ActionLabel(sender) + ": " + text2);
+    }
+  };
+  // A marquee (work without a count, such as writing an export) leaves the bar as it is.
+  root.OnProgress = [&](TKwActionBase&, int position, const std::string& folder, const std::string& total,
+                        TRunningStatus status) {
+    if (status != rsMarquee) progress.Update(label.empty() ? folder : label, position, std::atol(total.c_str()));
+  };
+}
+
+bool JsonNamesJobId(const TJobInput& input) {
+  if (!input.IsJson) return false;
+  const nlohmann::json document = nlohmann::json::parse(input.Text, nullptr, false);
+  return document.is_object() && document.contains("JobId");
+}
+
+// Action and job files keep their ids in themselves, as the desktop program keeps them:
+// a fresh load of the file (its paths as written) gets the run's ids and is saved.
+void StoreIdsInActionFile(TKwActionBase& root, const TRunOptions& options) {
+  TKwActionLoadResult fresh = LoadActionFromFile(options.FileName);
+  std::string error;
+  if (!fresh.Action) return PrintError(fresh.Error);
+  CopyRunIds(root, *fresh.Action);
+  if (!StoreSourceIds(*fresh.Action, options.FileName, error)) return PrintError(error);
+  if (!options.Quiet) std::cerr << "The new ids were stored in " << options.FileName << " for the next run.\n";
+}
+
 bool HasSourceWithoutId(TKwActionBase& action) {
   if (auto* source = dynamic_cast<TKwSourceMailBase*>(&action); source && source->SourceId.empty() && source->Enabled)
     return true;
@@ -109,75 +174,125 @@ std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTi
   return mainLog.SaveToFile(reportName, error) ? reportName : "";
 }
 
-// A job in a JSON file without "JobId" gets a new id at every load; storing it keeps
-// its reports under one id.
-bool JobIdMissingFromJson(TKwActionBase& root, const std::string& fileName) {
-  if (!dynamic_cast<TKwBaseActionJob*>(&root)) return false;
-  std::ifstream in(fileName, std::ios::binary);
-  nlohmann::json document = nlohmann::json::parse(in, nullptr, false);
-  return document.is_object() && !document.contains("JobId");
+// A source whose file or folder is missing may end as an empty success with nothing in
+// its log; a run that read nothing because its input is not there has failed.
+void AddMissingSourceErrors(TKwActionBase& action) {
+  for (const TKwSettingNeed& need : SettingNeedsOf(action)) {
+    const std::string* value = StringSetting(action, need.Path);
+    if (!value || value->empty() || action.GetLog().ErrorsCount() > 0 || !action.Enabled) continue;
+    std::error_code ec;
+    if ((need.Role == TKwSettingRole::SourceFile && !std::filesystem::is_regular_file(*value, ec)) ||
+        (need.Role == TKwSettingRole::SourceFolder && !std::filesystem::is_directory(*value, ec)))
+      action.GetLog().AddErrorFull("\"" + *value + "\" does not exist", need.Path, "", "", "", "", 0);
+  }
+  for (int i = 0; i < action.GetChildCount(); ++i) AddMissingSourceErrors(action.GetChild(i));
 }
 
-int RunRun(const std::string& fileName, bool quiet) {
-  TKwActionLoadResult loaded = LoadActionFromFile(fileName);
-  if (!loaded.Action) {
-    PrintError(fileName + ": " + loaded.Error);
-    return kExitUsage;
+void PrintDryRun(const TResult& summary) {
+  for (const TResult& action : summary["actions"]) {
+    if (!action.contains("wouldReceive")) continue;
+    const std::string name = action["name"].get<std::string>();
+    std::cout << action["kind"].get<std::string>() << (name.empty() ? "" : " \"" + name + "\"") << " would receive "
+              << action["wouldReceive"].size() << " messages:\n";
+    for (const auto& line : action["wouldReceive"]) std::cout << "  " << line.get<std::string>() << "\n";
   }
-  for (const std::string& warning : loaded.Warnings) PrintError(fileName + ": warning: " + warning);
-  TKwActionBase& root = *loaded.Action;
-  TKwGlobalOptions globalOptions;
-  root.GlobalOptions = &globalOptions;
-  TProgressPrinter progress(quiet);
-  root.OnStatus = [&](TKwActionBase& sender, const std::string& text1, const std::string& text2) {
-    if (text2 == "Executing") progress.Status(sender.Caption + (sender.Name.empty() ? "" : " \"" + sender.Name + "\""));
-    else if (text2.find("not available") != std::string::npos) progress.Status(text2);
-    else if (text1 == "Exporting") progress.Status(sender.Caption + " \"" + sender.Name + "\": " + text2);
-  };
-  // A marquee (work without a count, such as writing an export) leaves the bar as it is.
-  root.OnProgress = [&](TKwActionBase&, int position, const std::string& folder, const std::string& total,
-                        TRunningStatus status) {
-    if (status != rsMarquee) progress.Update(folder, position, std::atol(total.c_str()));
-  };
-  bool newIds = HasSourceWithoutId(root) || JobIdMissingFromJson(root, fileName);
-  auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
-  TDateTime start = NowLocal();
+}
+
+// The tree to run, read, checked and with its paths resolved; null (the reason printed)
+// when the run must not start.
+std::unique_ptr<TKwActionBase> LoadCheckedTree(const TRunOptions& options, TJobInput& input) {
+  std::string error;
+  if (!ReadJobInput(options.FileName, input, error)) {
+    PrintError(error);
+    return nullptr;
+  }
+  if (!CheckBeforeRun(input, options.Lenient)) return nullptr;
+  TKwActionLoadResult loaded = LoadJobInput(input);
+  if (!loaded.Action) PrintError(options.FileName + ": " + loaded.Error);
+  return std::move(loaded.Action);
+}
+
+// Runs the tree on this thread, a job as a job unless dry; returns when it started.
+TDateTime Execute(TKwActionBase& root, const TRunOptions& options) {
+  TProgressPrinter progress(options.Quiet || options.Json);
+  std::string sourceLabel;
+  ConnectProgress(root, progress, sourceLabel);
+  const TDateTime start = NowLocal();
   {
     TAbortWatcher watcher(root);
-    if (job)
+    if (auto* job = dynamic_cast<TKwBaseActionJob*>(&root); job && !options.DryRun)
       job->StartJob();
     else
       root.Execute();
   }
   progress.Finish();
-  TRunTotals totals;
-  AddTotals(root, totals);
-  int budget = 20;
-  PrintErrors(root, budget);
-  if (budget == 0) std::cerr << "(more errors in the report)\n";
-  std::string report = job ? job->GetLastLogFileName() : SaveReport(root, fileName, start);
-  if (job && report.empty()) PrintError("The run report could not be written: " + job->GetLastLogError());
-  if (newIds && !HasSourceWithoutId(root)) {
-    std::string error;
-    if (StoreSourceIds(root, fileName, error))
-      std::cerr << "The new ids were stored in " << fileName << " for the next run.\n";
-    else
-      PrintError(error);
+  return start;
+}
+
+void PrintOutcome(TResult& summary, const TRunOptions& options) {
+  PrintRunErrors(summary, kErrorLinesShown);
+  TPrinter(options.Json).Print(summary, [&](const TResult& s) {
+    if (options.DryRun) PrintDryRun(s);
+    PrintRunSummaryText(s);
+    if (!s["report"].get<std::string>().empty()) std::cout << "Report: " << s["report"].get<std::string>() << "\n";
+  });
+}
+
+int RunRun(const TRunOptions& options) {
+  TKwGlobalOptions globalOptions;
+  if (!ReadGlobalOptions(globalOptions, options.Globals)) return kExitUsage;
+  TJobInput input;
+  std::unique_ptr<TKwActionBase> tree = LoadCheckedTree(options, input);
+  if (!tree) return kExitUsage;
+  TKwActionBase& root = *tree;
+  root.GlobalOptions = &globalOptions;
+  // Ids live in the state file for JSON jobs; stdin has no file to key them by.
+  const bool keepsState = input.IsJson && (!input.RealPath.empty() || !options.StateFile.empty());
+  TRunState state(options.StateFile.empty() ? TRunState::DefaultFileName() : options.StateFile);
+  const std::string stateKey = input.RealPath.empty() ? "-" : input.RealPath;
+  if (keepsState) state.Apply(stateKey, root, JsonNamesJobId(input));
+  const bool newIds = HasSourceWithoutId(root);
+  if (options.DryRun) {
+    // Nothing kept either: no cache, no local copies, no processed-message log.
+    globalOptions.IndexEmail = globalOptions.UseLocalStorage = false;
+    ReplaceTargetsWithRecorders(root);
   }
-  std::cout << fmt::format("{} processed, {} saved, {} skipped, {} errors\n", totals.Processed,
-                           totals.Saved, totals.Skipped, totals.Errors);
-  if (!report.empty()) std::cout << "Report: " << report << "\n";
+  const TDateTime start = Execute(root, options);
+  if (!root.IsAborted()) AddMissingSourceErrors(root);
+  TResult summary = SummarizeRun(root);
+  std::string report, error;
+  if (!options.DryRun) {
+    auto* job = dynamic_cast<TKwBaseActionJob*>(&root);
+    report = job ? job->GetLastLogFileName() : SaveReport(root, options.FileName, start);
+    if (job && report.empty()) PrintError("The run report could not be written: " + job->GetLastLogError());
+    if (keepsState && !state.Store(stateKey, root, error)) PrintError(error);
+    if (!input.IsJson && newIds && !HasSourceWithoutId(root)) StoreIdsInActionFile(root, options);
+  }
+  summary["report"] = report;
+  summary["aborted"] = root.IsAborted();
+  PrintOutcome(summary, options);
   if (root.IsAborted()) return kExitAborted;
-  return totals.Errors > 0 ? kExitRunErrors : kExitOk;
+  return summary["errors"].get<int>() > 0 ? kExitRunErrors : kExitOk;
 }
 
 }  // namespace
 
 void AddRunCommand(CLI::App& app, int& status) {
-  auto* cmd = app.add_subcommand("run", "Run an action tree or job");
-  auto fileName = std::make_shared<std::string>();
-  auto quiet = std::make_shared<bool>(false);
-  cmd->add_option("FILE", *fileName, "Action (.qaf), job (.qjob) or JSON file")->required();
-  cmd->add_flag("-q,--quiet", *quiet, "No progress output; only the totals");
-  cmd->callback([&status, fileName, quiet] { status = RunRun(*fileName, *quiet); });
+  auto* cmd = app.add_subcommand("run", "Check a job, then run it (or another action tree)");
+  auto options = std::make_shared<TRunOptions>();
+  cmd->add_option("FILE", options->FileName, "Action (.qaf), job (.qjob) or JSON file; - reads JSON from stdin")
+      ->required();
+  cmd->add_flag("-q,--quiet", options->Quiet, "No progress output; only the totals");
+  cmd->add_flag("--lenient", options->Lenient, "Run even when the check finds problems (they become warnings)");
+  cmd->add_flag("--json", options->Json, "Print the totals, each action's counts and the report's path as JSON");
+  cmd->add_flag("--dry-run", options->DryRun,
+                "Walk the sources and filters and print what each target would receive; write nothing "
+                "(not even the processed-message log, so every message counts as new)");
+  cmd->add_option("--state", options->StateFile,
+                  "The file that keeps the ids of JSON jobs between runs (default: run-state.json in the settings folder)");
+  cmd->add_option("--global", options->Globals,
+                  "NAME=VALUE: a global option for this run (DetailedLog, IndexEmail, UseLocalStorage, "
+                  "Proxy.Server, ...); repeatable, wins over options.json")
+      ->allow_extra_args(false);
+  cmd->callback([&status, options] { status = RunRun(*options); });
 }

@@ -1,7 +1,8 @@
 #pragma once
 // The commands of the `quillon` program. Each takes its parsed options and returns the
 // process exit status: 0 done, 1 done with errors in the run's logs, 2 bad usage or a
-// file that cannot be loaded, 130 aborted by Ctrl-C.
+// file that cannot be loaded (or, for check and run, a job with problems), 130 aborted
+// by Ctrl-C.
 
 #include <string>
 
@@ -14,7 +15,10 @@ constexpr int kExitAborted = 130;
 
 // Registers a command on the application; the callback stores the exit status in `status`.
 void AddKindsCommand(CLI::App& app, int& status);
+void AddDescribeCommand(CLI::App& app, int& status);
+void AddTemplateCommand(CLI::App& app, int& status);
 void AddShowCommand(CLI::App& app, int& status);
+void AddCheckCommand(CLI::App& app, int& status);
 void AddConvertCommand(CLI::App& app, int& status);
 void AddRunCommand(CLI::App& app, int& status);
 void AddJobsCommand(CLI::App& app, int& status);

@@ -1,6 +1,7 @@
 #pragma once
 // Progress of a run on stderr: a bar redrawn in place on a terminal, plain lines at most
-// every few seconds otherwise (logs, pipes, CI).
+// every few seconds otherwise (logs, pipes, CI). Each shows the time elapsed and, when the
+// count of the current folder (or file) is known, the percentage and the time left.
 
 #include <chrono>
 #include <string>
@@ -23,7 +24,7 @@ class TProgressPrinter {
   bool FTerminal;
   std::string FFolder;
   long FPosition = 0, FTotal = 0, FDone = 0;
-  std::chrono::steady_clock::time_point FStart, FLastDraw;
+  std::chrono::steady_clock::time_point FStart, FFolderStart, FLastDraw;
   bool FBarShown = false;
   bool FAnyProgress = false;
 };

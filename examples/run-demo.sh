@@ -8,15 +8,16 @@ cd "$(dirname "$0")/.."
 rm -rf demo-out
 mkdir -p demo-out
 export QUILLON_HOME=$PWD/demo-out/home
-# The run stores the source's new id in the job file, so the demo works on a copy.
-cp examples/demo.json demo-out/demo.json
+# Paths in the job are relative to its own folder; the run keeps the source's id in the
+# state file under QUILLON_HOME, never in the job file.
 
 echo "== The job"
-"$quillon" convert demo-out/demo.json demo-out/demo.qaf || exit $?
-"$quillon" show demo-out/demo.json | grep -E '^\s*\[|Filename|TargetF|SubFolder|CopyTo'
+"$quillon" check examples/demo.json || exit $?
+"$quillon" convert examples/demo.json demo-out/demo.qaf || exit $?
+"$quillon" show examples/demo.json | grep -E '^\s*\[|Filename|TargetF|SubFolder|CopyTo'
 
 run() {
-  "$quillon" run demo-out/demo.json
+  "$quillon" run examples/demo.json
   status=$?
   # 1 says the run finished with errors in its logs; the report tells which.
   [ "$status" -le 1 ] || exit "$status"

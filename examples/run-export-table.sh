@@ -5,13 +5,12 @@
 set -uo pipefail
 quillon=$(realpath "$1")
 cd "$(dirname "$0")/.."
-rm -rf demo-out/table demo-out/export-table.json
+rm -rf demo-out/table
 mkdir -p demo-out
 export QUILLON_HOME=$PWD/demo-out/home
 # The run stores the source's new id in the job file, so it works on a copy.
-cp examples/export-table.json demo-out/export-table.json
 
-"$quillon" run demo-out/export-table.json
+"$quillon" run examples/export-table.json
 status=$?
 [ "$status" -le 1 ] || exit "$status"
 

@@ -12,12 +12,15 @@
 #include <new>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "uKwActionBase.h"
 #include "uKwActionFile.h"
 #include "uKwActionJob.h"
 #include "uKwActionLog.h"
 #include "uKwAssert.h"
+#include "uKwGlobalOptionsFile.h"
+#include "uKwParameters.h"
 #include "uKwTypes.h"
 
 struct TQnTree;
@@ -181,6 +184,12 @@ int SetCallback(qn_action* action, TQnCallback<Callback> TQnTree::*slot, Callbac
   });
 }
 
+// The shell's application-wide settings, handed to every tree that executes.
+TKwGlobalOptions& LibraryGlobalOptions() {
+  static TKwGlobalOptions options;
+  return options;
+}
+
 int CountErrors(TKwActionBase& action) {
   int count = action.GetLog().ErrorsCount();
   for (int i = 0; i < action.GetChildCount(); ++i) count += CountErrors(action.GetChild(i));
@@ -281,10 +290,31 @@ int qn_action_save_string(qn_action* action, int as_json, char** out, char** err
 int qn_action_execute(qn_action* action, char** error) {
   return Guarded(error, [&] {
     TKwActionBase& target = *Require(action, "action").Action;
+    target.GlobalOptions = &LibraryGlobalOptions();
     if (auto* job = dynamic_cast<TKwBaseActionJob*>(&target))
       job->StartJob();
     else
       target.Execute();
+  });
+}
+
+int qn_set_global_options(const char* json, char** error) {
+  return Guarded(error, [&] {
+    TKwGlobalOptions fresh;
+    std::vector<std::string> problems;
+    if (!GlobalOptionsFromJsonText(fresh, RequireText(json, "json"), problems)) {
+      std::string message;
+      for (const std::string& problem : problems) message += (message.empty() ? "" : "\n") + problem;
+      Throw(QN_E_OPTIONS, message);
+    }
+    LibraryGlobalOptions().Assign(fresh);
+  });
+}
+
+int qn_get_global_options(char** json, char** error) {
+  return Guarded(error, [&] {
+    Require(json, "json") = nullptr;
+    *json = CopyString(GlobalOptionsToJson(LibraryGlobalOptions()).dump(2) + "\n");
   });
 }
 

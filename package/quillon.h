@@ -39,7 +39,8 @@ enum {
   QN_E_NOT_ROOT = 7,           /* the handle is borrowed where a root is required */
   QN_E_OUT_OF_MEMORY = 8,
   QN_E_INTERNAL = 9,           /* an engine failure, e.g. an assertion; see the message */
-  QN_E_NOT_JOB = 10            /* the action is not a job where a job is required */
+  QN_E_NOT_JOB = 10,           /* the action is not a job where a job is required */
+  QN_E_OPTIONS = 11            /* global options that do not load; see the message */
 };
 
 /* The library's version, "major.minor.patch". Static: do not free. */
@@ -117,6 +118,22 @@ int qn_action_abort(qn_action* action, char** error);
 
 /* The number of errors in the logs of the action and its subtree after a run. */
 int qn_action_error_count(qn_action* action, int* count, char** error);
+
+/* ---- global options
+ * The library keeps one set of global options (TKwGlobalOptions: detailed log, e-mail
+ * cache, local storage, proxy, OAuth token lines, ...) and hands it to every tree it
+ * executes. Set them while no tree executes. */
+
+/* Sets the global options from their JSON form: an object with the dotted property
+   names ("DetailedLog": true, "Proxy.Server": "...", "OauthList": ["key=access:refresh~0"]),
+   the form of the CLI's options.json. Options the object does not name return to their
+   defaults. QN_E_OPTIONS for malformed JSON, an
+   unknown name or a value that does not fit, with every problem in the message; the
+   options are then unchanged. */
+int qn_set_global_options(const char* json, char** error);
+
+/* The global options as that JSON form (options at their defaults left out). */
+int qn_get_global_options(char** json, char** error);
 
 /* ---- events
  * A callback is registered for the whole tree the handle belongs to (pass the root),

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include "CliRun.h"
@@ -23,6 +24,12 @@ int CountLines(const std::string& text) {
 }
 
 bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+int Count(const std::string& text, const std::string& part) {
+  int n = 0;
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++n;
+  return n;
+}
 
 const char* kJobId = "{1B4E28BA-2FA1-11D2-883F-0016D3CCA427}";
 
@@ -79,7 +86,8 @@ TEST_F(CliJobsTest, JobsListsJobFilesFromTheirTrailers) {
   WriteFileText(Path("broken.qjob"), "QUJD");
   TCliRun list = QuillonStdout("jobs " + FHome.Path().string());
   EXPECT_EQ(list.Status, 0);
-  EXPECT_EQ(CountLines(list.Out), 3) << list.Out;  // heading, broken.qjob, nightly.qjob; no .qaf
+  // heading, broken.qjob, job.json, nightly.qjob; no .qaf
+  EXPECT_EQ(CountLines(list.Out), 4) << list.Out;
   EXPECT_TRUE(Has(list.Out, "broken.qjob")) << list.Out;
   EXPECT_TRUE(Has(list.Out, "has no job information")) << list.Out;
   EXPECT_TRUE(Has(list.Out, kJobId)) << list.Out;
@@ -143,8 +151,33 @@ TEST_F(CliJobsTest, LogsOfAJobWithoutReports) {
   EXPECT_TRUE(Has(notAJob.Out, "holds no job")) << notAJob.Out;
 }
 
-TEST_F(CliJobsTest, RunOfAJsonJobWithoutIdStoresTheId) {
-  WriteFileText(Path("noid.json"), R"({"kind": "stiJob", "Name": "Fresh"})");
-  EXPECT_EQ(QuillonStdout("run --quiet " + Path("noid.json")).Status, 0);
-  EXPECT_TRUE(Has(ReadFileText(Path("noid.json")), "\"JobId\": \"{")) << ReadFileText(Path("noid.json"));
+// The id lives in the state file: the job file is the user's and keeps its bytes.
+TEST_F(CliJobsTest, AJsonJobWithoutIdKeepsOneIdAcrossRuns) {
+  const std::string text = R"({"kind": "stiJob", "Name": "Fresh"})";
+  WriteFileText(Path("noid.json"), text);
+  auto reportId = [&] {
+    const std::string out = QuillonStdout("run --quiet " + Path("noid.json")).Out;
+    const size_t slash = out.rfind('/');
+    return slash == std::string::npos ? std::string() : out.substr(slash + 1, 38);
+  };
+  const std::string first = reportId();
+  EXPECT_EQ(first.front(), '{') << first;
+  EXPECT_EQ(reportId(), first);
+  EXPECT_EQ(ReadFileText(Path("noid.json")), text);
+  EXPECT_TRUE(Has(QuillonStdout("jobs " + Path("noid.json")).Out, first));  // jobs knows it too
+}
+
+TEST_F(CliJobsTest, JobsListsJsonJobsWithTheirNames) {
+  std::filesystem::create_directories(Path("jobs"));
+  WriteFileText(Path("jobs/nightly.json"), JobJson(Path("in.mbox")));
+  WriteFileText(Path("jobs/source.json"), R"({"kind": "stiMailSrcMbox"})");
+  WriteFileText(Path("jobs/bare.json"), R"({"kind": "stiJob", "Name": "Bare"})");
+  ASSERT_EQ(QuillonStdout("convert " + Path("jobs/bare.json") + " " + Path("jobs/bare.qjob")).Status, 0);
+  TCliRun list = QuillonStdout("jobs " + Path("jobs"));
+  EXPECT_EQ(list.Status, 0);
+  EXPECT_TRUE(Has(list.Out, "nightly.json")) << list.Out;
+  EXPECT_TRUE(Has(list.Out, "Nightly / The shared inbox")) << list.Out;
+  EXPECT_FALSE(Has(list.Out, "source.json"));
+  EXPECT_EQ(CountLines(list.Out), 4) << list.Out;  // heading, bare.json, bare.qjob, nightly.json
+  EXPECT_EQ(Count(list.Out, "  Bare"), 2) << list.Out;
 }

@@ -66,6 +66,7 @@ TEST_F(CliTest, ConvertsJsonToActionFileAndBackUnchanged) {
 
 TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
   WriteFileText(Path("tree.json"), kUnavailableTree);
+  WriteFileText(Path("in.mbox"), "");
   TCliRun run = Quillon("run --quiet " + Path("tree.json"));
   EXPECT_EQ(run.Status, 1);
   EXPECT_NE(run.Out.find("Blacklists Filter is not available in this build"), std::string::npos) << run.Out;

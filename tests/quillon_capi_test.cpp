@@ -278,6 +278,48 @@ TEST_F(QuillonCApiTest, ErrorCountSumsTheLogsOfTheSubtree) {
   EXPECT_GE(count, 2);
 }
 
+TEST_F(QuillonCApiTest, GlobalOptionsReachEveryTreeThatRuns) {
+  WriteFileText(Home / "in.mbox",
+                "From a@example.com Mon Jan  1 10:00:00 2024\nSubject: one\n\nx\n\n"
+                "From b@example.com Mon Jan  1 11:00:00 2024\nSubject: two\n\ny\n");
+  const std::string tree = R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcMbox",
+    "SourceOptions.Filename": ")" + (Home / "in.mbox").string() + R"(",
+    "children": [{"kind": "stiMailTarMbox", "TargetFilename": ")" + (Home / "out.mbox").string() + R"("}]}]})";
+  char* error = nullptr;
+  ASSERT_EQ(qn_set_global_options(R"({"DetailedLog": true, "OauthList": ["k=a:r~0"]})", &error), QN_OK)
+      << Take(error);
+  char* json = nullptr;
+  ASSERT_EQ(qn_get_global_options(&json, nullptr), QN_OK);
+  const std::string stored = Take(json);
+  EXPECT_NE(stored.find("\"DetailedLog\": true"), std::string::npos) << stored;
+  EXPECT_NE(stored.find("k=a:r~0"), std::string::npos) << stored;
+
+  RootHandle job = LoadString(tree);
+  ASSERT_EQ(qn_action_execute(job.get(), &error), QN_OK) << Take(error);
+  char* report = nullptr;
+  ASSERT_EQ(qn_job_report_file(job.get(), &report, nullptr), QN_OK);
+  const std::string text = ReadFileText(Take(report));
+  EXPECT_NE(text.find("* Status:       Processed"), std::string::npos) << text;
+  EXPECT_EQ(qn_set_global_options("{}", nullptr), QN_OK);  // back to the defaults for the other tests
+}
+
+TEST_F(QuillonCApiTest, GlobalOptionsThatDoNotLoadChangeNothing) {
+  ASSERT_EQ(qn_set_global_options(R"({"IndexEmail": true})", nullptr), QN_OK);
+  char* error = nullptr;
+  EXPECT_EQ(qn_set_global_options(R"({"IndexEmail": false, "DetailLog": true, "Proxy.Port": "x"})", &error),
+            QN_E_OPTIONS);
+  const std::string message = Take(error);
+  EXPECT_NE(message.find("did you mean \"DetailedLog\""), std::string::npos) << message;
+  EXPECT_NE(message.find("Proxy.Port"), std::string::npos) << message;
+  EXPECT_EQ(qn_set_global_options("{\"DetailedLog\": tru", &error), QN_E_OPTIONS);
+  EXPECT_NE(Take(error).find("line 1"), std::string::npos);
+  EXPECT_EQ(qn_set_global_options(nullptr, nullptr), QN_E_INVALID_ARGUMENT);
+  char* json = nullptr;
+  ASSERT_EQ(qn_get_global_options(&json, nullptr), QN_OK);
+  EXPECT_NE(Take(json).find("\"IndexEmail\": true"), std::string::npos);
+  EXPECT_EQ(qn_set_global_options("{}", nullptr), QN_OK);
+}
+
 // ---------------------------------------------------------------- error paths
 
 TEST_F(QuillonCApiTest, UnknownKindsGiveAnErrorWithAMessage) {
