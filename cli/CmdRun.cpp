@@ -174,20 +174,6 @@ std::string SaveReport(TKwActionBase& root, const std::string& fileName, TDateTi
   return mainLog.SaveToFile(reportName, error) ? reportName : "";
 }
 
-// A source whose file or folder is missing may end as an empty success with nothing in
-// its log; a run that read nothing because its input is not there has failed.
-void AddMissingSourceErrors(TKwActionBase& action) {
-  for (const TKwSettingNeed& need : SettingNeedsOf(action)) {
-    const std::string* value = StringSetting(action, need.Path);
-    if (!value || value->empty() || action.GetLog().ErrorsCount() > 0 || !action.Enabled) continue;
-    std::error_code ec;
-    if ((need.Role == TKwSettingRole::SourceFile && !std::filesystem::is_regular_file(*value, ec)) ||
-        (need.Role == TKwSettingRole::SourceFolder && !std::filesystem::is_directory(*value, ec)))
-      action.GetLog().AddErrorFull("\"" + *value + "\" does not exist", need.Path, "", "", "", "", 0);
-  }
-  for (int i = 0; i < action.GetChildCount(); ++i) AddMissingSourceErrors(action.GetChild(i));
-}
-
 void PrintDryRun(const TResult& summary) {
   for (const TResult& action : summary["actions"]) {
     if (!action.contains("wouldReceive")) continue;
@@ -258,7 +244,6 @@ int RunRun(const TRunOptions& options) {
     ReplaceTargetsWithRecorders(root);
   }
   const TDateTime start = Execute(root, options);
-  if (!root.IsAborted()) AddMissingSourceErrors(root);
   TResult summary = SummarizeRun(root);
   std::string report, error;
   if (!options.DryRun) {

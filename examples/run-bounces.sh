@@ -9,7 +9,6 @@ cd "$(dirname "$0")/.."
 rm -rf bounces-out
 mkdir -p bounces-out
 export QUILLON_HOME=$PWD/bounces-out/home
-# The run stores the source's new id in the job file, so it works on a copy.
 
 "$quillon" run examples/bounces.json
 status=$?

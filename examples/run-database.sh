@@ -6,21 +6,23 @@
 set -uo pipefail
 quillon=$(realpath "$1")
 cd "$(dirname "$0")/.."
-rm -f demo-out/messages.db demo-out/store-in-database.json
+rm -f demo-out/messages.db* demo-out/store-in-postgresql.json
 mkdir -p demo-out
 export QUILLON_HOME=$PWD/demo-out/home
-job=demo-out/store-in-database.json
+# The SQLite file's path in the connection string is taken from the current folder.
+job=examples/store-in-database.json
 if [ $# -ge 2 ]; then
+  job=demo-out/store-in-postgresql.json
   python3 - "$2" <<'PY' > "$job"
-import json, sys
+import json, os, sys
 job = json.load(open("examples/store-in-database.json"))
-target = job["children"][0]["children"][0]["children"][0]
+source = job["children"][0]
+source["SourceOptions.Filename"] = os.path.abspath("examples/sample.mbox")
+target = source["children"][0]["children"][0]
 target["ConnectionString"] = sys.argv[1]
 target["SQLCreate"] = target["SQLCreate"].replace("DATETIME", "TIMESTAMP")
 print(json.dumps(job, indent=2))
 PY
-else
-  cp examples/store-in-database.json "$job"
 fi
 
 "$quillon" run "$job"

@@ -8,7 +8,6 @@ cd "$(dirname "$0")/.."
 rm -rf demo-out/table
 mkdir -p demo-out
 export QUILLON_HOME=$PWD/demo-out/home
-# The run stores the source's new id in the job file, so it works on a copy.
 
 "$quillon" run examples/export-table.json
 status=$?

@@ -70,8 +70,7 @@ TEST_F(CliTest, RunReportsActionsThisBuildCannotCarryOut) {
   TCliRun run = Quillon("run --quiet " + Path("tree.json"));
   EXPECT_EQ(run.Status, 1);
   EXPECT_NE(run.Out.find("Blacklists Filter is not available in this build"), std::string::npos) << run.Out;
-  EXPECT_NE(run.Out.find("Source file not found: in.mbox"), std::string::npos) << run.Out;
-  EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 2 errors"), std::string::npos) << run.Out;
+  EXPECT_NE(run.Out.find("0 processed, 0 saved, 0 skipped, 1 errors"), std::string::npos) << run.Out;
 }
 
 // ---- error paths

@@ -513,7 +513,7 @@ TEST(TKwMboxTest, ANulByteStopsIndexingAndCuttingWhereItStands) {
   EXPECT_EQ(mbox->Count(), 1);
   EXPECT_NE(mbox->ErrorText().find("NUL byte at offset 17"), std::string::npos) << mbox->ErrorText();
   EXPECT_EQ(mbox->GetBody(0), Lines{"body"});
-  EXPECT_NE(mbox->ErrorText().find("Message 0 holds a NUL byte"), std::string::npos);
+  EXPECT_NE(mbox->ErrorText().find("Message 1 holds a NUL byte"), std::string::npos);
 }
 
 TEST(TKwMboxTest, AFailedWriteIsReportedBySave) {
