@@ -52,7 +52,7 @@ bool TKwTargetMailEmailDataDBCollect::PrepareScratchFile() {
     FScratchFilename = IncludeTrailingPathDelimiter(FScratchFolder) + std::string(kScratchName);
   }
   try {
-    FTempDB->CreateDatabase(FScratchFilename, FColumns);
+    FTempDB->CreateDatabase(FScratchFilename, ExportedVariables(EmailParts, Fields));
     FTempDB->OpenDatabase();
   } catch (const std::exception& e) {
     Log->AddErrorFull(e.what(), "Creating the scratch database", Caption, "", "", "", 0);
@@ -65,7 +65,6 @@ void TKwTargetMailEmailDataDBCollect::InitializeExtractProcess(TKwFoldersTree& f
   TKwTargetMailPassBase::InitializeExtractProcess(folders);
   if (!IsAvailable()) return;
   ReportForeignChildren();
-  FColumns = ExportedVariables(EmailParts, Fields);
   FScratchReady = PrepareScratchFile();
 }
 
@@ -76,7 +75,8 @@ void TKwTargetMailEmailDataDBCollect::ProcessMessage(TKwMailMessage& message) {
   FSaveStatus = ssError;
   if (FScratchReady) {
     try {
-      FTempDB->AddFieldToDB(FColumns);
+      // Taken afresh: the passes above refill the shared lists after this target started.
+      FTempDB->AddFieldToDB(ExportedVariables(EmailParts, Fields));
       FSaveStatus = ssProcessed;
     } catch (const std::exception& e) {
       Log->AddErrorFull(e.what(), "Adding the message's data to the table", Caption, FFolderInfo->FolderPath,

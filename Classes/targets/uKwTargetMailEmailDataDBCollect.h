@@ -37,7 +37,6 @@ class TKwTargetMailEmailDataDBCollect : public TKwTargetMailPassBase {
   void ReportForeignChildren();
 
   const std::unique_ptr<TKwTempDB> FTempDB;
-  std::vector<const TKwVariable*> FColumns;
   std::string FScratchFolder;
   std::string FScratchFilename;
   bool FScratchReady = false;

@@ -187,7 +187,11 @@ void TKwTempDB::CloseDatabase() {
 bool TKwTempDB::IsOpen() const { return FDatabase->IsOpen(); }
 
 TKwSqliteStatement& TKwTempDB::InsertStatement(const std::vector<const TKwVariable*>& variables) {
-  if (FInsert && FInsertColumns == variables.size()) return *FInsert;
+  if (FInsert && FInsertNames.size() == variables.size()) {
+    bool same = true;
+    for (size_t i = 0; same && i < variables.size(); ++i) same = FInsertNames[i] == variables[i]->Name;
+    if (same) return *FInsert;
+  }
   std::string names, values;
   for (const TKwVariable* variable : variables) {
     names += (names.empty() ? "\"" : ", \"") + variable->Name + "\"";
@@ -200,7 +204,8 @@ TKwSqliteStatement& TKwTempDB::InsertStatement(const std::vector<const TKwVariab
   auto insert = std::make_unique<TKwSqliteStatement>(*FDatabase, sql);
   if (!insert->IsPrepared()) Raise("Preparing the row", insert->LastError());
   FInsert = std::move(insert);
-  FInsertColumns = variables.size();
+  FInsertNames.clear();
+  for (const TKwVariable* variable : variables) FInsertNames.push_back(variable->Name);
   return *FInsert;
 }
 

@@ -63,7 +63,7 @@ class TKwTempDB {
   std::string FFileName;
   std::unique_ptr<TKwSqliteDatabase> FDatabase;
   std::unique_ptr<TKwSqliteStatement> FInsert;  // kept while the connection is open
-  size_t FInsertColumns = 0;
+  std::vector<std::string> FInsertNames;  // the columns FInsert was prepared for
 };
 
 // The readings of a variable's text that the table stores. False when the text is not of
