@@ -93,3 +93,14 @@ TEST_F(TempDBTest, AValueThatIsNotOfItsTypeFailsTheRowAndLeavesNothing) {
   FDB.CloseDatabase();
   EXPECT_EQ(Query("SELECT msg_id FROM MSG"), "1\n") << "the failed rows left no row and no open transaction";
 }
+
+TEST_F(TempDBTest, AVariableNamedLikeAnSqlKeywordIsAColumnLikeAnyOther) {
+  TKwVariablesList list;
+  list.Add("Order", cfSubmitDate, vtString, "A-1", true);
+  list.Add("Select", cfSubmitDate, vtInteger, "2", true);
+  const auto columns = ExportedVariables(&list, nullptr);
+  FDB.CreateDatabase(FFile, columns);
+  FDB.AddFieldToDB(columns);
+  FDB.CloseDatabase();
+  EXPECT_EQ(Query("SELECT \"Order\", \"Select\" FROM MSG"), "A-1|2\n");
+}
