@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "uKwDataConvert.h"
 #include "uKwPersistent.h"
 #include "uKwVariables.h"
 
@@ -35,12 +36,6 @@ static_assert(TDataExtractCount == 6);
 KW_ENUM(TDataCase, KW_DATA_CASE);
 static_assert(TDataCaseCount == 3);
 
-// Which mark separates the decimals of a number. dmAuto: the last of "." and "," when
-// both occur; a mark that occurs more than once groups thousands; else a single mark is
-// the decimal mark. persisted: never reorder
-#define KW_DECIMAL_MARK(X) X(dmAuto) X(dmPoint) X(dmComma)
-KW_ENUM(TDecimalMark, KW_DECIMAL_MARK);
-static_assert(TDecimalMarkCount == 3);
 
 class TKwDataRule : public TKwPersistent {
  public:
@@ -106,5 +101,3 @@ class TKwDataRuleEngine {
 // error text when the text is not of the type; the value comes out in the form the
 // collect-data table reads ("1234.5", "True", "2024-03-05T14:07:09").
 bool ConvertDataValue(std::string_view text, const TKwDataRule& rule, std::string& value, std::string& error);
-bool ParseNumberText(std::string_view text, TDecimalMark mark, double& value);
-bool ParseWrittenDate(std::string_view text, bool monthFirst, TDateTime& value);
