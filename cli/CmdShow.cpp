@@ -50,6 +50,14 @@ void PrintAction(TKwActionBase& action, int depth) {
   }
   if (auto* source = dynamic_cast<TKwSourceBase*>(&action); source && source->SourceFolders->Count() > 0)
     PrintFolders(*source->SourceFolders, indent + "  ");
+  // Lists an action keeps beside its published properties (a parser's rules), one line an entry.
+  nlohmann::ordered_json defined = nlohmann::ordered_json::object();
+  action.DefinedPropertiesToJson(defined);
+  for (const auto& [name, value] : defined.items()) {
+    if (name == "children" || name == "SourceFoldersItems" || !value.is_array()) continue;
+    for (size_t i = 0; i < value.size(); ++i)
+      std::cout << indent << "  " << name << "[" << i << "] = " << value[i].dump() << "\n";
+  }
   for (int i = 0; i < action.GetChildCount(); ++i) PrintAction(action.GetChild(i), depth + 1);
 }
 

@@ -9,6 +9,8 @@ for target in "$build"/fuzz/fuzz_*; do
   corpus="$build/fuzz-corpus/$name"
   mkdir -p "$corpus"
   cp -n "$here/corpus/$name"/* "$corpus"/ 2>/dev/null || true
+  # The rule engine reads messages: it starts from the message loader's corpus as well.
+  [ "$name" = fuzz_data_rules ] && cp -n "$here/corpus/fuzz_message"/* "$corpus"/ 2>/dev/null || true
   echo "== $name for ${seconds}s"
   "$target" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 "$corpus" 2>&1 | tail -n 3
 done

@@ -72,16 +72,19 @@ void TKwTargetDB::InitializeExtractProcess(TKwFoldersTree& folders) {
   }
 }
 
-// EmailParts stand in a row only where the table has a column of their name; the data
-// parser's Fields always do, so that a value without a column is the database's error.
+// Exported EmailParts stand in a row only where the table has a column of their name; the
+// data parser's exported Fields always do, so that a value without a column is the
+// database's error.
 std::vector<const TKwVariable*> TKwTargetDB::CollectRow() {
   std::vector<const TKwVariable*> row;
   if (EmailParts)
     for (int i = 0; i < EmailParts->Count(); ++i)
-      if (FTableColumns.count(TKwDbSession::UpperName(EmailParts->Items(i).Name))) row.push_back(&EmailParts->Items(i));
+      if (EmailParts->Items(i).Export && FTableColumns.count(TKwDbSession::UpperName(EmailParts->Items(i).Name)))
+        row.push_back(&EmailParts->Items(i));
   FPartsInRow = row.size();
   if (Fields)
-    for (int i = 0; i < Fields->Count(); ++i) row.push_back(&Fields->Items(i));
+    for (int i = 0; i < Fields->Count(); ++i)
+      if (Fields->Items(i).Export) row.push_back(&Fields->Items(i));
   return row;
 }
 

@@ -83,10 +83,16 @@ void TKwTargetMailBase::InitializeExtractProcess(TKwFoldersTree& folders) {
   if (!IsAvailable()) return;
   FMailMessage->TempFolder = TempFolder;
   if (!EmailParts) return;
+  // Every target of a chain refills the shared list; an export flag that a pass above has
+  // switched off must survive the refills below it.
+  std::vector<bool> exported(TColumnFieldCount, true);
+  for (int i = 0; i < EmailParts->Count(); ++i)
+    if (EmailParts->Items(i).ColumnField < TColumnFieldCount)
+      exported[EmailParts->Items(i).ColumnField] = EmailParts->Items(i).Export;
   EmailParts->Clear();
   for (int i = 0; i < TColumnFieldCount; ++i) {
     auto field = static_cast<TColumnField>(i);
-    EmailParts->Add(GetColumnFieldName(field), field, ColumnFieldToVariableType(field));
+    EmailParts->Add(GetColumnFieldName(field), field, ColumnFieldToVariableType(field), "", exported[i]);
   }
 }
 

@@ -120,3 +120,34 @@ bool TKwRegEx::IsMatch(std::string_view subject) const {
   size_t start = 0, length = 0;
   return Find(subject, start, length);
 }
+
+int TKwRegEx::CaptureCount() const {
+  uint32_t count = 0;
+  if (FCompiled) pcre2_pattern_info(FCompiled->Code, PCRE2_INFO_CAPTURECOUNT, &count);
+  return static_cast<int>(count);
+}
+
+int TKwRegEx::GroupNumber(std::string_view name) const {
+  if (!FCompiled) return -1;
+  const std::string zeroEnded(name);
+  const int number = pcre2_substring_number_from_name(FCompiled->Code, reinterpret_cast<PCRE2_SPTR>(zeroEnded.c_str()));
+  return number > 0 ? number : -1;
+}
+
+bool TKwRegEx::FindGroup(std::string_view subject, int group, std::string_view& text) const {
+  text = {};
+  if (!FCompiled || group < 0 || group > CaptureCount()) return false;
+  const char* bytes = subject.data() ? subject.data() : "";
+  // Match data sized for the groups, per call: the thread's shared one holds the whole match only.
+  std::unique_ptr<pcre2_match_data, void (*)(pcre2_match_data*)> matchData(
+      pcre2_match_data_create_from_pattern(FCompiled->Code, nullptr), pcre2_match_data_free);
+  if (!matchData) throw std::bad_alloc();
+  const int rc = pcre2_match(FCompiled->Code, reinterpret_cast<PCRE2_SPTR>(bytes), subject.size(), 0, 0,
+                             matchData.get(), LimitedMatchContext());
+  if (rc <= group) return false;  // no match, or the group lies beyond the last that was set
+  const PCRE2_SIZE* ovector = pcre2_get_ovector_pointer(matchData.get());
+  const PCRE2_SIZE start = ovector[2 * group], end = ovector[2 * group + 1];
+  if (start == PCRE2_UNSET || end < start) return false;
+  text = subject.substr(start, end - start);
+  return true;
+}

@@ -31,6 +31,13 @@ class TKwRegEx {
   // The first matched text (a view into subject), or an empty view when none.
   std::string_view FindText(std::string_view subject) const;
   bool IsMatch(std::string_view subject) const;
+  // The capturing groups of the pattern.
+  int CaptureCount() const;
+  // The number of a named group, or -1 when the pattern has no group of that name.
+  int GroupNumber(std::string_view name) const;
+  // The text of capture group `group` (0: the whole match) of the first match, a view into
+  // subject. False when there is no match or the group took no part in it.
+  bool FindGroup(std::string_view subject, int group, std::string_view& text) const;
 
  private:
   struct TCompiled;

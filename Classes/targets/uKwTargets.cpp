@@ -2,13 +2,6 @@
 
 #include <typeinfo>
 
-void TKwTargetAddressTable::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  p.Strings("AddressesList", AddressesList);
-  p.Strings("DomainsList", DomainsList);
-  p.Boolean("EnableAddressTranslation", EnableAddressTranslation);
-  p.Boolean("EnableDomainsTranslation", EnableDomainsTranslation);
-}
 
 
 
@@ -30,17 +23,6 @@ void TKwTargetMailIMAP::Publish(TKwPublisher& p) {
   p.Object("Remote", *Remote);
   p.Enum("SubFolderStructure", SubFolderStructure);
   p.String("TargetRootFolder", TargetRootFolder);
-}
-
-void TKwTargetMailColumnarEmailData::Publish(TKwPublisher& p) {
-  TKwTargetMailBase::Publish(p);
-  PublishOutput(p);
-}
-
-void TKwTargetMailColumnarEmailData::Assign(const TKwPersistent& source) {
-  bool keep = AppendToFile;
-  TKwTargetMailBase::Assign(source);
-  AppendToFile = keep;
 }
 
 void TKwTargetMailEDataSendEmail::Publish(TKwPublisher& p) {

@@ -25,18 +25,10 @@
 // ---------------------------------------------------------------- passes
 
 // The filters and their condition branches are in uKwTargetFilters.
-KW_TARGET(TKwTargetMailEmailDataParser, TKwTargetMailPassBase)
-KW_TARGET(TKwTargetMailEmailDataDBCollect, TKwTargetMailPassBase)
 KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)
 
 KW_TARGET(TKwTargetRemotePC, TKwTargetMailPassBase)
 
-KW_TARGET_BEGIN(TKwTargetAddressTable, TKwTargetMailPassBase)
-  TStringList AddressesList;  // old address=new address
-  TStringList DomainsList;    // old domain=new domain
-  bool EnableAddressTranslation = true;
-  bool EnableDomainsTranslation = true;
-};
 
 // ---------------------------------------------------------------- targets
 
@@ -79,14 +71,6 @@ KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
-
-// The columnar export of collected data (TKwTargetMailEmailParts has its own unit).
-class TKwTargetMailColumnarEmailData : public TKwTargetMailBase, public TKwColumnarOutput {
- public:
-  KW_UNAVAILABLE_ACTION(TKwTargetMailColumnarEmailData)
-  void Publish(TKwPublisher& publisher) override;
-  void Assign(const TKwPersistent& source) override;
-};
 
 KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
   std::string Body, From, Recipient, Subject;  // templates
