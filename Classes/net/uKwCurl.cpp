@@ -1,0 +1,236 @@
+#include "uKwCurl.h"
+
+#include <poll.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <initializer_list>
+#include <mutex>
+#include <sstream>
+
+#include <curl/curl.h>
+
+namespace {
+
+constexpr int kSliceMs = 200;  // how often a wait looks at the abort flag
+constexpr char kSystemCertificates[] = "/etc/ssl/certs";
+
+void GlobalInitOnce() {
+  static std::once_flag once;
+  std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+bool IsImplicitTlsPort(const TKwConnectionSettings& s) {
+  return s.Port == (s.Protocol == TKwMailProtocol::Pop3 ? 995 : 993);
+}
+
+int AbortCallback(void* clientp, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+  const auto* abort = static_cast<const std::atomic<bool>*>(clientp);
+  return abort && abort->load() ? 1 : 0;
+}
+
+bool ReadWholeFile(const std::string& name, std::string& out) {
+  std::ifstream in(name, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream text;
+  text << in.rdbuf();
+  out += text.str();
+  out += "\n";
+  return true;
+}
+
+}  // namespace
+
+std::string ConnectionUrl(const TKwConnectionSettings& s) {
+  std::string scheme = s.Protocol == TKwMailProtocol::Pop3 ? "pop3" : "imap";
+  if (s.UseSSL && IsImplicitTlsPort(s)) scheme += "s";
+  const bool ipv6 = s.Host.find(':') != std::string::npos;
+  const std::string host = ipv6 ? "[" + s.Host + "]" : s.Host;
+  return scheme + "://" + host + ":" + std::to_string(s.Port) + "/";
+}
+
+struct TKwCurlConnection::TEasy {
+  CURL* Handle = nullptr;
+  std::string CaBundle;  // curl keeps a pointer to the blob only for the transfer
+  char ErrorBuffer[CURL_ERROR_SIZE] = {};
+  TEasy() : Handle(curl_easy_init()) {}
+  ~TEasy() {
+    if (Handle) curl_easy_cleanup(Handle);
+  }
+  template <class T>
+  void Set(CURLoption option, T value) {
+    curl_easy_setopt(Handle, option, value);
+  }
+};
+
+TKwCurlConnection::TKwCurlConnection() { GlobalInitOnce(); }
+
+TKwCurlConnection::~TKwCurlConnection() = default;
+
+bool TKwCurlConnection::Open(const TKwConnectionSettings& s, std::string& error) {
+  Close();
+  FEasy = std::make_unique<TEasy>();
+  FPeer = s.Host + ":" + std::to_string(s.Port);
+  FTimeoutSeconds = s.TimeoutSeconds > 0 ? s.TimeoutSeconds : 300;
+  FAbort = s.Abort;
+  if (!FEasy->Handle) return error = "Couldn't connect to " + FPeer + ": libcurl has no handle", false;
+  TEasy& e = *FEasy;
+  e.Set(CURLOPT_URL, ConnectionUrl(s).c_str());
+  e.Set(CURLOPT_CONNECT_ONLY, 1L);
+  e.Set(CURLOPT_NOSIGNAL, 1L);
+  e.Set(CURLOPT_ERRORBUFFER, e.ErrorBuffer);
+  e.Set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(FTimeoutSeconds));
+  e.Set(CURLOPT_TIMEOUT, static_cast<long>(FTimeoutSeconds));
+  e.Set(CURLOPT_NOPROGRESS, 0L);
+  e.Set(CURLOPT_XFERINFOFUNCTION, AbortCallback);
+  e.Set(CURLOPT_XFERINFODATA, const_cast<std::atomic<bool>*>(s.Abort));
+  if (!s.UseSSL) {
+    e.Set(CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_NONE));
+  } else if (!IsImplicitTlsPort(s)) {
+    e.Set(CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));  // STARTTLS or nothing
+  }
+  e.Set(CURLOPT_USERNAME, s.Username.c_str());
+  if (s.Mechanism == "XOAUTH2") {
+    e.Set(CURLOPT_XOAUTH2_BEARER, s.BearerToken.c_str());
+  } else {
+    e.Set(CURLOPT_PASSWORD, s.Password.c_str());
+  }
+  // Without a mechanism curl would pick OAUTHBEARER for a bearer token and the strongest
+  // SASL mechanism otherwise; the server's choice of those is what we want there.
+  if (!s.Mechanism.empty()) e.Set(CURLOPT_LOGIN_OPTIONS, ("AUTH=" + s.Mechanism).c_str());
+
+  for (const char* file : std::initializer_list<const char*>{s.CaFile.c_str(), std::getenv("SSL_CERT_FILE")}) {
+    if (!file || !*file) continue;
+    if (!ReadWholeFile(file, e.CaBundle))
+      return error = "Couldn't connect to " + FPeer + ": cannot read the certificate bundle " + file, false;
+  }
+  if (!e.CaBundle.empty()) {
+    curl_blob blob{e.CaBundle.data(), e.CaBundle.size(), CURL_BLOB_NOCOPY};
+    e.Set(CURLOPT_CAINFO_BLOB, &blob);
+    std::error_code ec;
+    if (std::filesystem::is_directory(kSystemCertificates, ec)) e.Set(CURLOPT_CAPATH, kSystemCertificates);
+  }
+
+  if (s.Proxy.Kind != TKwProxyKind::None) {
+    e.Set(CURLOPT_PROXY, s.Proxy.Host.c_str());
+    e.Set(CURLOPT_PROXYPORT, static_cast<long>(s.Proxy.Port));
+    const long type = s.Proxy.Kind == TKwProxyKind::Socks4   ? CURLPROXY_SOCKS4A
+                      : s.Proxy.Kind == TKwProxyKind::Socks5 ? CURLPROXY_SOCKS5_HOSTNAME
+                                                             : CURLPROXY_HTTP;
+    e.Set(CURLOPT_PROXYTYPE, type);
+    if (s.Proxy.Kind == TKwProxyKind::HttpTunnel) e.Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
+    if (!s.Proxy.Username.empty()) {
+      e.Set(CURLOPT_PROXYUSERNAME, s.Proxy.Username.c_str());
+      e.Set(CURLOPT_PROXYPASSWORD, s.Proxy.Password.c_str());
+    }
+  } else {
+    e.Set(CURLOPT_PROXY, "");  // the environment's proxy variables do not apply to mail
+  }
+
+  const CURLcode code = curl_easy_perform(e.Handle);
+  if (code != CURLE_OK) {
+    std::string reason = *e.ErrorBuffer ? e.ErrorBuffer : curl_easy_strerror(code);
+    if (code == CURLE_ABORTED_BY_CALLBACK) reason = "aborted";
+    error = "Couldn't connect to " + FPeer + ": " + reason;
+    FEasy.reset();
+    return false;
+  }
+  FBuffer.clear();
+  FStart = 0;
+  FOpen = true;
+  return true;
+}
+
+void TKwCurlConnection::Close() {
+  FEasy.reset();
+  FOpen = false;
+  FBuffer.clear();
+  FStart = 0;
+}
+
+bool TKwCurlConnection::Fail(std::string error) {
+  FLastError = std::move(error);
+  Close();
+  return false;
+}
+
+bool TKwCurlConnection::WaitSocket(bool forWrite) {
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  if (curl_easy_getinfo(FEasy->Handle, CURLINFO_ACTIVESOCKET, &socket) != CURLE_OK || socket == CURL_SOCKET_BAD)
+    return Fail("The connection to " + FPeer + " was closed");
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(FTimeoutSeconds);
+  while (true) {
+    if (FAbort && FAbort->load()) return Fail("Aborted while talking to " + FPeer);
+    pollfd fd{socket, static_cast<short>(forWrite ? POLLOUT : POLLIN), 0};
+    const int ready = poll(&fd, 1, kSliceMs);
+    if (ready > 0) return true;
+    if (ready < 0 && errno != EINTR) return Fail("The connection to " + FPeer + " failed");
+    if (std::chrono::steady_clock::now() >= deadline)
+      return Fail("No answer from " + FPeer + " in " + std::to_string(FTimeoutSeconds) + " seconds");
+  }
+}
+
+bool TKwCurlConnection::Send(std::string_view bytes) {
+  if (!FOpen) return Fail("Not connected to " + FPeer);
+  while (!bytes.empty()) {
+    size_t sent = 0;
+    const CURLcode code = curl_easy_send(FEasy->Handle, bytes.data(), bytes.size(), &sent);
+    if (code == CURLE_AGAIN) {
+      if (!WaitSocket(true)) return false;
+      continue;
+    }
+    if (code != CURLE_OK) return Fail("Couldn't send to " + FPeer + ": " + curl_easy_strerror(code));
+    bytes.remove_prefix(sent);
+  }
+  return true;
+}
+
+bool TKwCurlConnection::Fill() {
+  if (!FOpen) return Fail("Not connected to " + FPeer);
+  if (FStart > 0 && FStart == FBuffer.size()) {
+    FBuffer.clear();
+    FStart = 0;
+  } else if (FStart > (1 << 20)) {  // keep the buffer from growing without bound
+    FBuffer.erase(0, FStart);
+    FStart = 0;
+  }
+  char chunk[64 * 1024];
+  while (true) {
+    size_t received = 0;
+    const CURLcode code = curl_easy_recv(FEasy->Handle, chunk, sizeof chunk, &received);
+    if (code == CURLE_AGAIN) {
+      if (!WaitSocket(false)) return false;
+      continue;
+    }
+    if (code != CURLE_OK) return Fail("Couldn't read from " + FPeer + ": " + curl_easy_strerror(code));
+    if (received == 0) return Fail("The server " + FPeer + " closed the connection");
+    FBuffer.append(chunk, received);
+    return true;
+  }
+}
+
+bool TKwCurlConnection::ReadLine(std::string& out) {
+  size_t searchFrom = FStart;
+  while (true) {
+    const size_t end = FBuffer.find("\r\n", searchFrom);
+    if (end != std::string::npos) {
+      out.assign(FBuffer, FStart, end - FStart);
+      FStart = end + 2;
+      return true;
+    }
+    searchFrom = FBuffer.size() > FStart ? FBuffer.size() - 1 : FStart;
+    const size_t offset = searchFrom - FStart;
+    if (!Fill()) return false;
+    searchFrom = FStart + offset;
+  }
+}
+
+bool TKwCurlConnection::ReadBytes(size_t count, std::string& out) {
+  while (FBuffer.size() - FStart < count)
+    if (!Fill()) return false;
+  out.assign(FBuffer, FStart, count);
+  FStart += count;
+  return true;
+}
