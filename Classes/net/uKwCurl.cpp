@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <cctype>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -233,4 +234,58 @@ bool TKwCurlConnection::ReadBytes(size_t count, std::string& out) {
   out.assign(FBuffer, FStart, count);
   FStart += count;
   return true;
+}
+
+namespace {
+size_t AppendReply(char* data, size_t size, size_t count, void* reply) {
+  static_cast<std::string*>(reply)->append(data, size * count);
+  return size * count;
+}
+}  // namespace
+
+bool HttpPostForm(const std::string& url, const std::string& form, const std::string& caFile, int timeoutSeconds,
+                  std::string& reply, std::string& error) {
+  GlobalInitOnce();
+  reply.clear();
+  CURL* handle = curl_easy_init();
+  if (!handle) return error = "Couldn't reach " + url + ": libcurl has no handle", false;
+  const std::unique_ptr<CURL, void (*)(CURL*)> owner(handle, curl_easy_cleanup);
+  char errorBuffer[CURL_ERROR_SIZE] = {};
+  curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, form.c_str());
+  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
+  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorBuffer);
+  curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds));
+  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, AppendReply);
+  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &reply);
+  curl_easy_setopt(handle, CURLOPT_PROXY, "");
+  std::string bundle;
+  for (const char* file : std::initializer_list<const char*>{caFile.c_str(), std::getenv("SSL_CERT_FILE")})
+    if (file && *file && !ReadWholeFile(file, bundle))
+      return error = "Couldn't reach " + url + ": cannot read the certificate bundle " + file, false;
+  curl_blob blob{bundle.data(), bundle.size(), CURL_BLOB_NOCOPY};
+  if (!bundle.empty()) curl_easy_setopt(handle, CURLOPT_CAINFO_BLOB, &blob);
+  const CURLcode code = curl_easy_perform(handle);
+  if (code != CURLE_OK)
+    return error = "Couldn't reach " + url + ": " + (*errorBuffer ? errorBuffer : curl_easy_strerror(code)), false;
+  long status = 0;
+  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+  if (status < 200 || status > 299)
+    return error = url + " answered HTTP " + std::to_string(status) + ": " + reply.substr(0, 200), false;
+  return true;
+}
+
+std::string UrlEscape(const std::string& text) {
+  std::string out;
+  for (unsigned char c : text) {
+    if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~') {
+      out += static_cast<char>(c);
+    } else {
+      static constexpr char kHex[] = "0123456789ABCDEF";
+      out += '%';
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
+    }
+  }
+  return out;
 }

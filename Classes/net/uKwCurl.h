@@ -82,3 +82,11 @@ class TKwCurlConnection {
   const std::atomic<bool>* FAbort = nullptr;
   bool FOpen = false;
 };
+
+// POSTs a form ("a=1&b=2") over HTTP(S), TLS verified as for mail (`caFile` added to the
+// system's store). True with the reply's body when the server answered 2xx; false with
+// `error` naming the URL and the reason otherwise.
+bool HttpPostForm(const std::string& url, const std::string& form, const std::string& caFile, int timeoutSeconds,
+                  std::string& reply, std::string& error);
+// `text` escaped for a URL or form ("a b&" -> "a%20b%26").
+std::string UrlEscape(const std::string& text);
