@@ -4,8 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "CliRun.h"
 #include "DovecotServer.h"
@@ -155,7 +157,7 @@ TEST_F(Pop3Test, TopGivesTheHeaderAloneOrCutsTheBody) {
 
 // ---------------------------------------------------------------- failing servers
 
-TEST_F(Pop3Test, ADeadOrSilentOrVanishingServerGivesOneClearError) {
+TEST_F(Pop3Test, ADeadSilentOrVanishingServerGivesOneClearErrorAndAnAbortEndsTheWait) {
   TKwConnectionSettings settings = Settings(false);
   TKwPop3Client client;
   std::string error;
@@ -172,6 +174,22 @@ TEST_F(Pop3Test, ADeadOrSilentOrVanishingServerGivesOneClearError) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_FALSE(client.Connect(settings, error));
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5)) << error;
+
+  TScriptedServer mute("", [](const std::string&) { return std::string(); });
+  std::atomic<bool> abort{false};
+  settings.Port = mute.Port();
+  settings.TimeoutSeconds = 60;
+  settings.Abort = &abort;
+  std::thread ctrlC([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    abort = true;
+  });
+  const auto asked = std::chrono::steady_clock::now();
+  EXPECT_FALSE(client.Connect(settings, error));
+  ctrlC.join();
+  EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(5)) << "an abort ends the wait";
+  EXPECT_NE(error.find("aborted"), std::string::npos) << error;
+  settings.Abort = nullptr;
 
   TScriptedServer vanishing("+OK ready\r\n", [](const std::string& line) -> std::string {
     if (line == "CAPA") return "+OK\r\nUSER\r\n.\r\n";
