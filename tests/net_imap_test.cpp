@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "CliRun.h"
 #include "DovecotServer.h"
 #include "ScriptedServer.h"
 #include "TestSupport.h"
@@ -156,6 +157,27 @@ TEST_F(ImapTest, DeletesOnlyWhatTheTargetsTookAfterwards) {
   EXPECT_EQ(EmlFiles(), 3);
   EXPECT_TRUE(Uids("INBOX").empty());
   EXPECT_EQ(Uids(kNested).size(), 1u) << "a folder not walked keeps its mail";
+}
+
+TEST_F(ImapTest, AJsonJobExportsEveryMessageAndASecondRunNothingNew) {
+  const std::string job = R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcIMAP",
+    "SourceOptions.CopyToSourceLog": true,
+    "SourceOptions.Remote.Server": "127.0.0.1", "SourceOptions.Remote.Port": )" +
+                          std::to_string(gServer->Port("IMAP")) + R"(,
+    "SourceOptions.Remote.UseSSL": true, "SourceOptions.Remote.Username": "alice",
+    "SourceOptions.Remote.Password": "secret",
+    "children": [{"kind": "stiMailTarSingleFiles", "Options.TargetFolder": ")" +
+                          (FHome / "eml").string() + R"("}]}]})";
+  WriteFileText(FHome / "imap.json", job);
+  setenv("SSL_CERT_FILE", gServer->CaFile().c_str(), 1);
+  const TCliRun first = Quillon("run --quiet " + (FHome / "imap.json").string());
+  const TCliRun second = Quillon("run --quiet " + (FHome / "imap.json").string());
+  unsetenv("SSL_CERT_FILE");
+  EXPECT_EQ(first.Status, 0) << first.Out;
+  EXPECT_NE(first.Out.find("4 saved"), std::string::npos) << first.Out;
+  EXPECT_EQ(second.Status, 0) << second.Out;
+  EXPECT_NE(second.Out.find("0 saved"), std::string::npos) << second.Out;
+  EXPECT_EQ(EmlFiles(), 4);
 }
 
 TEST_F(ImapTest, AnExpiredXoauth2TokenIsRefreshedAndStoredBack) {

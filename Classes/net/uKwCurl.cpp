@@ -52,32 +52,47 @@ std::string ConnectionUrl(const TKwConnectionSettings& s) {
   return scheme + "://" + host + ":" + std::to_string(s.Port) + "/";
 }
 
-struct TKwCurlConnection::TEasy {
+struct TKwCurlEasy {
   CURL* Handle = nullptr;
-  std::string CaBundle;  // curl keeps a pointer to the blob only for the transfer
+  std::string CaBundle;  // curl points into it during the TLS handshake
   char ErrorBuffer[CURL_ERROR_SIZE] = {};
-  TEasy() : Handle(curl_easy_init()) {}
-  ~TEasy() {
+  TKwCurlEasy() : Handle((GlobalInitOnce(), curl_easy_init())) {}
+  ~TKwCurlEasy() {
     if (Handle) curl_easy_cleanup(Handle);
   }
+  TKwCurlEasy(const TKwCurlEasy&) = delete;
+  TKwCurlEasy& operator=(const TKwCurlEasy&) = delete;
   template <class T>
   void Set(CURLoption option, T value) {
     curl_easy_setopt(Handle, option, value);
   }
+  // The extra bundles (`caFile`, then SSL_CERT_FILE) trusted beside the system's store.
+  bool TrustExtraBundles(const std::string& caFile, std::string& unreadable) {
+    for (const char* file : std::initializer_list<const char*>{caFile.c_str(), std::getenv("SSL_CERT_FILE")}) {
+      if (!file || !*file) continue;
+      if (!ReadWholeFile(file, CaBundle)) return unreadable = file, false;
+    }
+    if (CaBundle.empty()) return true;
+    curl_blob blob{CaBundle.data(), CaBundle.size(), CURL_BLOB_NOCOPY};
+    Set(CURLOPT_CAINFO_BLOB, &blob);
+    std::error_code ec;
+    if (std::filesystem::is_directory(kSystemCertificates, ec)) Set(CURLOPT_CAPATH, kSystemCertificates);
+    return true;
+  }
 };
 
-TKwCurlConnection::TKwCurlConnection() { GlobalInitOnce(); }
+TKwCurlConnection::TKwCurlConnection() = default;
 
 TKwCurlConnection::~TKwCurlConnection() = default;
 
 bool TKwCurlConnection::Open(const TKwConnectionSettings& s, std::string& error) {
   Close();
-  FEasy = std::make_unique<TEasy>();
+  FEasy = std::make_unique<TKwCurlEasy>();
   FPeer = s.Host + ":" + std::to_string(s.Port);
   FTimeoutSeconds = s.TimeoutSeconds > 0 ? s.TimeoutSeconds : 300;
   FAbort = s.Abort;
   if (!FEasy->Handle) return error = "Couldn't connect to " + FPeer + ": libcurl has no handle", false;
-  TEasy& e = *FEasy;
+  TKwCurlEasy& e = *FEasy;
   e.Set(CURLOPT_URL, ConnectionUrl(s).c_str());
   e.Set(CURLOPT_CONNECT_ONLY, 1L);
   e.Set(CURLOPT_NOSIGNAL, 1L);
@@ -102,17 +117,8 @@ bool TKwCurlConnection::Open(const TKwConnectionSettings& s, std::string& error)
   // SASL mechanism otherwise; the server's choice of those is what we want there.
   if (!s.Mechanism.empty()) e.Set(CURLOPT_LOGIN_OPTIONS, ("AUTH=" + s.Mechanism).c_str());
 
-  for (const char* file : std::initializer_list<const char*>{s.CaFile.c_str(), std::getenv("SSL_CERT_FILE")}) {
-    if (!file || !*file) continue;
-    if (!ReadWholeFile(file, e.CaBundle))
-      return error = "Couldn't connect to " + FPeer + ": cannot read the certificate bundle " + file, false;
-  }
-  if (!e.CaBundle.empty()) {
-    curl_blob blob{e.CaBundle.data(), e.CaBundle.size(), CURL_BLOB_NOCOPY};
-    e.Set(CURLOPT_CAINFO_BLOB, &blob);
-    std::error_code ec;
-    if (std::filesystem::is_directory(kSystemCertificates, ec)) e.Set(CURLOPT_CAPATH, kSystemCertificates);
-  }
+  if (std::string file; !e.TrustExtraBundles(s.CaFile, file))
+    return error = "Couldn't connect to " + FPeer + ": cannot read the certificate bundle " + file, false;
 
   if (s.Proxy.Kind != TKwProxyKind::None) {
     e.Set(CURLOPT_PROXY, s.Proxy.Host.c_str());
@@ -245,31 +251,24 @@ size_t AppendReply(char* data, size_t size, size_t count, void* reply) {
 
 bool HttpPostForm(const std::string& url, const std::string& form, const std::string& caFile, int timeoutSeconds,
                   std::string& reply, std::string& error) {
-  GlobalInitOnce();
   reply.clear();
-  CURL* handle = curl_easy_init();
-  if (!handle) return error = "Couldn't reach " + url + ": libcurl has no handle", false;
-  const std::unique_ptr<CURL, void (*)(CURL*)> owner(handle, curl_easy_cleanup);
-  char errorBuffer[CURL_ERROR_SIZE] = {};
-  curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
-  curl_easy_setopt(handle, CURLOPT_POSTFIELDS, form.c_str());
-  curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
-  curl_easy_setopt(handle, CURLOPT_ERRORBUFFER, errorBuffer);
-  curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds));
-  curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, AppendReply);
-  curl_easy_setopt(handle, CURLOPT_WRITEDATA, &reply);
-  curl_easy_setopt(handle, CURLOPT_PROXY, "");
-  std::string bundle;
-  for (const char* file : std::initializer_list<const char*>{caFile.c_str(), std::getenv("SSL_CERT_FILE")})
-    if (file && *file && !ReadWholeFile(file, bundle))
-      return error = "Couldn't reach " + url + ": cannot read the certificate bundle " + file, false;
-  curl_blob blob{bundle.data(), bundle.size(), CURL_BLOB_NOCOPY};
-  if (!bundle.empty()) curl_easy_setopt(handle, CURLOPT_CAINFO_BLOB, &blob);
-  const CURLcode code = curl_easy_perform(handle);
+  TKwCurlEasy e;
+  if (!e.Handle) return error = "Couldn't reach " + url + ": libcurl has no handle", false;
+  e.Set(CURLOPT_URL, url.c_str());
+  e.Set(CURLOPT_POSTFIELDS, form.c_str());
+  e.Set(CURLOPT_NOSIGNAL, 1L);
+  e.Set(CURLOPT_ERRORBUFFER, e.ErrorBuffer);
+  e.Set(CURLOPT_TIMEOUT, static_cast<long>(timeoutSeconds));
+  e.Set(CURLOPT_WRITEFUNCTION, AppendReply);
+  e.Set(CURLOPT_WRITEDATA, &reply);
+  e.Set(CURLOPT_PROXY, "");
+  if (std::string file; !e.TrustExtraBundles(caFile, file))
+    return error = "Couldn't reach " + url + ": cannot read the certificate bundle " + file, false;
+  const CURLcode code = curl_easy_perform(e.Handle);
   if (code != CURLE_OK)
-    return error = "Couldn't reach " + url + ": " + (*errorBuffer ? errorBuffer : curl_easy_strerror(code)), false;
+    return error = "Couldn't reach " + url + ": " + (*e.ErrorBuffer ? e.ErrorBuffer : curl_easy_strerror(code)), false;
   long status = 0;
-  curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
+  curl_easy_getinfo(e.Handle, CURLINFO_RESPONSE_CODE, &status);
   if (status < 200 || status > 299)
     return error = url + " answered HTTP " + std::to_string(status) + ": " + reply.substr(0, 200), false;
   return true;

@@ -1,6 +1,6 @@
 #pragma once
-// The one owner of a libcurl easy handle, used by the POP3 and IMAP clients. libcurl
-// connects (proxy, implicit TLS or STARTTLS, certificate check, login) with
+// The libcurl layer: TKwCurlEasy owns an easy handle (every use of curl goes through one);
+// TKwCurlConnection is the connection of the POP3 and IMAP clients. libcurl connects (proxy, implicit TLS or STARTTLS, certificate check, login) with
 // CURLOPT_CONNECT_ONLY and hands the logged-in connection over; the clients then speak
 // their protocol on it through Send and Receive. Only this unit includes curl's header.
 //
@@ -47,6 +47,8 @@ struct TKwConnectionSettings {
 // The text of a URL for the settings: scheme, host and port.
 std::string ConnectionUrl(const TKwConnectionSettings& settings);
 
+struct TKwCurlEasy;  // the easy handle with what curl borrows from us for a transfer
+
 class TKwCurlConnection {
  public:
   TKwCurlConnection();
@@ -72,8 +74,7 @@ class TKwCurlConnection {
   bool Fail(std::string error);
   bool WaitSocket(bool forWrite);
 
-  struct TEasy;
-  std::unique_ptr<TEasy> FEasy;
+  std::unique_ptr<TKwCurlEasy> FEasy;
   std::string FBuffer;
   size_t FStart = 0;  // first unread byte of FBuffer
   std::string FLastError;

@@ -185,7 +185,7 @@ void TKwSourceMailIMAP::ProcessBatch(const std::vector<uint32_t>& uids, size_t f
     if (!FClient->IsConnected()) return;
   }
   const TKwFilterMailOptions& mail = *Filters->Mail;
-  std::vector<TKwMailItem> items;
+  std::vector<std::pair<uint32_t, TKwMailItem>> items;
   std::vector<uint32_t> wanted;
   for (size_t i = 0; i < uids.size(); ++i) {
     TKwMailItem item;
@@ -194,8 +194,11 @@ void TKwSourceMailIMAP::ProcessBatch(const std::vector<uint32_t>& uids, size_t f
     item.ItemId = ItemId(FUidValidity, uids[i]);
     auto it = headers.find(uids[i]);
     if (it != headers.end()) {
-      // The server searched already; a message read since then is still not taken unread.
-      if (mail.Enabled && mail.NotReadFlag && it->second.IsSeen) continue;
+      // The server searched already; a message read since then is still not taken as unread.
+      if (mail.Enabled && mail.NotReadFlag && it->second.IsSeen) {
+        TriggerProgressEvent(item.Index, folder.Info().GetFolderName(), std::to_string(count), rsProcessingMessages);
+        continue;
+      }
       FHeaders->LoadHeadersFromString(it->second.Header);
       item.UniqueId = FHeaders->GetUniqueId();
       item.From = FHeaders->From.Address;
@@ -205,19 +208,18 @@ void TKwSourceMailIMAP::ProcessBatch(const std::vector<uint32_t>& uids, size_t f
     }
     const bool logged = SourceOptions->CopyToSourceLog && !item.UniqueId.empty() && IsInSourceLog(item.UniqueId);
     if (!logged && FCurrentProcessType != fptLoadHeaders) wanted.push_back(uids[i]);
-    items.push_back(std::move(item));
+    items.emplace_back(uids[i], std::move(item));
   }
   FFetched.clear();
   FClient->UidFetch(wanted, kBodyItems, [&](TKwImapFetch& fetch) {
     if (fetch.HasBody) FFetched[fetch.Uid].swap(fetch.Body);
   });
-  for (const TKwMailItem& item : items) {
+  for (const auto& [uid, item] : items) {
     if (IsAborted()) break;
-    FCurrentUid = static_cast<uint32_t>(std::stoul(item.ItemId.substr(item.ItemId.find(':') + 1)));
     FLoadedCurrent = false;
     const int errorsBefore = TargetErrorCount();
     ProcessMailItem(item, folder);
-    if (FLoadedCurrent && TargetErrorCount() == errorsBefore) FToDelete.push_back(FCurrentUid);
+    if (FLoadedCurrent && TargetErrorCount() == errorsBefore) FToDelete.push_back(uid);
   }
   FFetched.clear();
 }

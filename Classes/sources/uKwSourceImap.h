@@ -50,15 +50,16 @@ class TKwSourceMailIMAP : public TKwSourceMailBase {
 
  private:
   bool ConnectClient();
+  // One batch of UIDs (the first at position firstIndex of the folder's search): the
+  // headers of all, then the messages the loop will load, then each through ProcessMailItem.
   void ProcessBatch(const std::vector<uint32_t>& uids, size_t firstIndex, int count, TKwFolderNode& folder);
-  int TargetErrorCount();
+  int TargetErrorCount();  // of this source's log and its targets' logs
 
   std::unique_ptr<TKwImapClient> FClient;
   std::unique_ptr<TKwHeaders> FHeaders;
   std::string FConnectError;
   uint32_t FUidValidity = 0;              // of the selected folder
   std::map<uint32_t, std::string> FFetched;  // messages of the current batch, by UID
-  uint32_t FCurrentUid = 0;
   bool FLoadedCurrent = false;
   std::vector<uint32_t> FToDelete;  // of the selected folder
 };

@@ -37,7 +37,7 @@ class TKwSourceMailPOP : public TKwSourceMailBase {
 
  private:
   bool ConnectClient(bool forExtraction);
-  // Walks the numbers [first, last) of one batch: headers of all, then the messages the
+  // One batch of message numbers: the headers of all, then (pipelined) the messages the
   // loop will load, then each item through ProcessMailItem.
   void ProcessBatch(const std::vector<int>& numbers, int count, TKwFolderNode& folder);
 
