@@ -79,6 +79,20 @@ struct TKwCurlEasy {
     if (std::filesystem::is_directory(kSystemCertificates, ec)) Set(CURLOPT_CAPATH, kSystemCertificates);
     return true;
   }
+  // The environment's proxy variables never apply: mail goes through the proxy set here.
+  void UseProxy(const TKwProxySettings& proxy) {
+    if (proxy.Kind == TKwProxyKind::None) return Set(CURLOPT_PROXY, "");
+    Set(CURLOPT_PROXY, proxy.Host.c_str());
+    Set(CURLOPT_PROXYPORT, static_cast<long>(proxy.Port));
+    const long type = proxy.Kind == TKwProxyKind::Socks4   ? CURLPROXY_SOCKS4A
+                      : proxy.Kind == TKwProxyKind::Socks5 ? CURLPROXY_SOCKS5_HOSTNAME
+                                                           : CURLPROXY_HTTP;
+    Set(CURLOPT_PROXYTYPE, type);
+    if (proxy.Kind == TKwProxyKind::HttpTunnel) Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
+    if (proxy.Username.empty()) return;
+    Set(CURLOPT_PROXYUSERNAME, proxy.Username.c_str());
+    Set(CURLOPT_PROXYPASSWORD, proxy.Password.c_str());
+  }
 };
 
 TKwCurlConnection::TKwCurlConnection() = default;
@@ -113,28 +127,14 @@ bool TKwCurlConnection::Open(const TKwConnectionSettings& s, std::string& error)
   } else {
     e.Set(CURLOPT_PASSWORD, s.Password.c_str());
   }
-  // Without a mechanism curl would pick OAUTHBEARER for a bearer token and the strongest
-  // SASL mechanism otherwise; the server's choice of those is what we want there.
+  // Without one, curl takes the strongest mechanism the server offers; XOAUTH2 must be
+  // named, or curl would send the token as OAUTHBEARER.
   if (!s.Mechanism.empty()) e.Set(CURLOPT_LOGIN_OPTIONS, ("AUTH=" + s.Mechanism).c_str());
 
   if (std::string file; !e.TrustExtraBundles(s.CaFile, file))
     return error = "Couldn't connect to " + FPeer + ": cannot read the certificate bundle " + file, false;
 
-  if (s.Proxy.Kind != TKwProxyKind::None) {
-    e.Set(CURLOPT_PROXY, s.Proxy.Host.c_str());
-    e.Set(CURLOPT_PROXYPORT, static_cast<long>(s.Proxy.Port));
-    const long type = s.Proxy.Kind == TKwProxyKind::Socks4   ? CURLPROXY_SOCKS4A
-                      : s.Proxy.Kind == TKwProxyKind::Socks5 ? CURLPROXY_SOCKS5_HOSTNAME
-                                                             : CURLPROXY_HTTP;
-    e.Set(CURLOPT_PROXYTYPE, type);
-    if (s.Proxy.Kind == TKwProxyKind::HttpTunnel) e.Set(CURLOPT_HTTPPROXYTUNNEL, 1L);
-    if (!s.Proxy.Username.empty()) {
-      e.Set(CURLOPT_PROXYUSERNAME, s.Proxy.Username.c_str());
-      e.Set(CURLOPT_PROXYPASSWORD, s.Proxy.Password.c_str());
-    }
-  } else {
-    e.Set(CURLOPT_PROXY, "");  // the environment's proxy variables do not apply to mail
-  }
+  e.UseProxy(s.Proxy);
 
   const CURLcode code = curl_easy_perform(e.Handle);
   if (code != CURLE_OK) {
