@@ -11,6 +11,7 @@
 
 #include "CliRun.h"
 #include "DovecotServer.h"
+#include "ProxyRelay.h"
 #include "ScriptedServer.h"
 #include "TestSupport.h"
 #include "uKwActionLog.h"
@@ -243,6 +244,21 @@ TEST_F(Pop3Test, IdsCountFromOneAndLongMessagesAreCut) {
   EXPECT_NE(std::find(body.begin(), body.end(), "line 10000"), body.end());
   EXPECT_EQ(std::find(body.begin(), body.end(), "line 10001"), body.end()) << "only 10,000 body lines are fetched";
   source->FinalizeExtraction();
+}
+
+TEST_F(Pop3Test, TheRunGoesThroughTheFirewallsSocks5OrHttpTunnel) {
+  for (TProxyRelay::TKind kind : {TProxyRelay::Socks5, TProxyRelay::HttpConnect}) {
+    TProxyRelay relay(kind);
+    fs::remove_all(FHome / "eml");
+    auto source = Source();
+    FGlobal.Firewall->FirewallType = kind == TProxyRelay::Socks5 ? ftSocks5 : ftTunnel;
+    FGlobal.Firewall->Host = "127.0.0.1";
+    FGlobal.Firewall->Port = relay.Port();
+    source->Execute();
+    EXPECT_EQ(source->GetLog().ErrorsCount(), 0) << source->GetLog().GetError(0).Description;
+    EXPECT_EQ(EmlFiles(), 3);
+    EXPECT_EQ(relay.Tunnels(), 1) << "the run's one connection; loading the folders goes direct";
+  }
 }
 
 TEST_F(Pop3Test, AnUntrustedServerIsACouldNotConnectErrorOfTheRun) {
