@@ -412,6 +412,7 @@ void TKwGlobalOptions::Publish(TKwPublisher& publisher) {
   publisher.Strings("OauthList", OauthList);
   publisher.Object("Proxy", *Proxy);
   publisher.Boolean("UseLocalStorage", UseLocalStorage);
+  publisher.String("CaFile", CaFile);
 }
 
 // A line's name is the text before its first "="; a line without "=" names nothing.

@@ -293,6 +293,7 @@ class TKwGlobalOptions : public TKwPersistent {
   TStringList OauthList;  // "key=access:refresh~unixtime" lines
   const std::unique_ptr<TKwProxyOptions> Proxy = std::make_unique<TKwProxyOptions>();
   bool UseLocalStorage = false;
+  std::string CaFile;  // a certificate bundle trusted beside the system's, for TLS connections
 
  private:
   int FindOauthLine(std::string_view key) const;  // index into OauthList, or -1

@@ -12,12 +12,6 @@
     KW_UNAVAILABLE_ACTION(Name) \
   };
 
-KW_SOURCE(TKwSourceMailPOP, TKwSourceMailBase)
-KW_SOURCE(TKwSourceMailIMAP, TKwSourceMailBase)
-KW_SOURCE(TKwSourceMailOutlookCom, TKwSourceMailIMAP)
-KW_SOURCE(TKwSourceMailICloudMail, TKwSourceMailIMAP)
-KW_SOURCE(TKwSourceMailGmail, TKwSourceMailIMAP)
-KW_SOURCE(TKwSourceMailYahooIMAP, TKwSourceMailIMAP)
 KW_SOURCE(TKwSourceMailGmailApi, TKwSourceMailBase)
 // The three sources that go through a MAPI session share one constructor.
 KW_SOURCE(TKwSourceMailMAPIBase, TKwSourceMailBase)
