@@ -308,6 +308,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
   SaveOptions->Assign(*message->SaveOptions);
   SourceIsMime = message->SourceIsMime;
   SourceLines = message->SourceLines;
+  Changed = message->Changed;
   WordsList = message->WordsList;
   for (auto [to, from] : {std::pair{&BounceType, &message->BounceType}, {&BounceDescription, &message->BounceDescription},
                           {&BounceRecipient, &message->BounceRecipient}, {&FolderName, &message->FolderName},
@@ -334,6 +335,7 @@ void TKwMailMessage::Clear() {
   CountryName.clear();
   Counter = 0;
   SourceIsMime = false;
+  Changed = false;
 }
 
 // ---------------------------------------------------------------- loading
@@ -435,6 +437,7 @@ bool TKwMailMessage::LoadPDF(const std::string& fileName) {
 // ---------------------------------------------------------------- MIME decoding
 
 void TKwMailMessage::DecodeMimeMessage() {
+  Changed = false;
   Attachments->Clear();
   Headers->Clear();
   TextPart.clear();

@@ -142,6 +142,11 @@ class TKwMailMessage : public TKwBaseMessage {
   const std::unique_ptr<TKwSingleFilesOptions> SaveOptions = std::make_unique<TKwSingleFilesOptions>();
   bool SourceIsMime = false;
   TStringList SourceLines;  // the raw MIME source, one line per item
+  // Set by whatever changes the decoded parts after the load (a pass that strips
+  // attachments): SourceLines then no longer say what the message holds, and the MIME
+  // writers encode the parts instead of passing SourceLines through. Not published;
+  // Assign copies it, Clear and every load reset it.
+  bool Changed = false;
   TStringList WordsList;
 
   // ---- Members ----

@@ -84,11 +84,12 @@ void TKwTargetAttachmentsFilter::Publish(TKwPublisher& p) {
   p.Strings("AttachmentsList", AttachmentsList);
 }
 
-void TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachments) const {
-  if (!Enable || attachments.GetCount() == 0) return;
+int TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachments) const {
+  if (!Enable || attachments.GetCount() == 0) return 0;
+  const int before = attachments.GetCount();
   if (RemoveAll) {
     for (int i = attachments.GetCount() - 1; i >= 0; --i) attachments.Delete(i);
-    return;
+    return before;
   }
   for (const std::string& name : AttachmentsList) {
     for (int i = attachments.GetCount() - 1; i >= 0; --i) {
@@ -97,11 +98,13 @@ void TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachment
         attachments.Delete(i);
     }
   }
+  return before - attachments.GetCount();
 }
 
 void TKwTargetAttachmentsFilter::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
-  StripAttachments(*message.Attachments);
+  // The source lines still hold what was removed: later mail files must be encoded anew.
+  if (StripAttachments(*message.Attachments) > 0) message.Changed = true;
   TKwTargetMailPassBase::ProcessMessage(message);
   if (GlobalOptions && GlobalOptions->DetailedLog) {
     const TKwHeaders& headers = *message.Headers;

@@ -24,8 +24,8 @@ class TKwTargetAttachmentsFilter : public TKwTargetMailPassBase {
   void ProcessMessage(TKwMailMessage& message) override;
 
   // The stripping rule alone. Names are compared in lower case; inline parts are never
-  // removed by name. Nothing happens unless Enable is set.
-  void StripAttachments(TKwAttachmentsList& attachments) const;
+  // removed by name. Nothing happens unless Enable is set. Returns how many went.
+  int StripAttachments(TKwAttachmentsList& attachments) const;
 
   bool Enable = true;
   bool RemoveAll = false;

@@ -11,6 +11,7 @@
 #include <optional>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -435,6 +436,29 @@ TSaveResult SaveAttachmentsApart(TKwMailMessage& message, const TKwSingleFilesOp
   return {};
 }
 
+bool IsSourceUnchanged(const TKwMailMessage& message) {
+  return message.SourceIsMime && !message.Changed && !message.SourceLines.empty();
+}
+
+bool HasImageToEmbed(const TKwMailMessage& message) {
+  const TKwAttachmentsList& attachments = *message.Attachments;
+  for (int i = 0; i < attachments.GetCount(); ++i) {
+    const TKwAttachment& a = attachments.GetAttachment(i);
+    if (a.Kind == akAttachment && IsImageFileName(a.FileName)) return true;
+  }
+  return false;
+}
+
+// The attachments as MIME parts: inline parts always, ordinary ones when asked for.
+void AddOutputParts(const TKwMailMessage& message, bool includeAttachments, TKwMimeOutputMessage& mime) {
+  const TKwAttachmentsList& attachments = *message.Attachments;
+  for (int i = 0; i < attachments.GetCount(); ++i) {
+    const TKwAttachment& a = attachments.GetAttachment(i);
+    if (includeAttachments || a.Kind != akAttachment)
+      mime.Parts.push_back({a.FileName, a.ContentID, a.Content, a.Kind != akAttachment});
+  }
+}
+
 TSaveResult WriteByFormat(TKwMailMessage& message, const std::string& fileName) {
   switch (message.SaveOptions->TargetFileFormat) {
     case ffSfEml: case ffSfMht: return SaveAsMIME(message, fileName);
@@ -533,8 +557,7 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
 TSaveResult SaveAsMIME(TKwMailMessage& message, const std::string& fileName) {
   const bool webArchive = FilenameToSingleFileFormat(fileName) == ffSfMht;
   if (webArchive) return WriteFileBytes(fileName, JoinLinesCrLf(EncodeWebArchive(message)));
-  if (message.SourceIsMime && !message.SourceLines.empty())
-    return WriteFileBytes(fileName, JoinLinesCrLf(message.SourceLines));
+  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, JoinLinesCrLf(message.SourceLines));
   return WriteFileBytes(fileName,
                         JoinLinesCrLf(EncodeMIMEMessage(message, message.SaveOptions->InsertAttachmentsInTarget)));
 }
@@ -559,12 +582,22 @@ TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachm
   mime.HeaderLines = EncodedHeaderLines(message);
   if (!message.TextPart.empty()) mime.TextBody = JoinLines(message.TextPart, "\n");
   if (!message.HtmlPart.empty()) mime.HtmlBody = JoinLines(message.HtmlPart, "\n");
-  const TKwAttachmentsList& attachments = *message.Attachments;
-  for (int i = 0; i < attachments.GetCount(); ++i) {
-    const TKwAttachment& a = attachments.GetAttachment(i);
-    if (includeAttachments || a.Kind != akAttachment)
-      mime.Parts.push_back({a.FileName, a.ContentID, a.Content, a.Kind != akAttachment});
-  }
+  AddOutputParts(message, includeAttachments, mime);
+  return BuildMimeLines(mime);
+}
+
+TStringList MessageMimeLines(TKwMailMessage& message, bool includeAttachments, bool withImages) {
+  if (!withImages || !HasImageToEmbed(message))
+    return IsSourceUnchanged(message) ? message.SourceLines : EncodeMIMEMessage(message, includeAttachments);
+  TKwSingleFilesOptions& options = *message.SaveOptions;
+  const bool embedded = std::exchange(options.EmbedAttachmentsInBody, true);
+  PrepareOutputContent(message, ctHtml);
+  options.EmbedAttachmentsInBody = embedded;
+  TKwMimeOutputMessage mime;
+  mime.HeaderLines = EncodedHeaderLines(message);
+  if (!message.TextPart.empty()) mime.TextBody = JoinLines(message.TextPart, "\n");
+  mime.HtmlBody = JoinLines(message.OutputContent, "\n");
+  AddOutputParts(message, includeAttachments, mime);
   return BuildMimeLines(mime);
 }
 

@@ -10,8 +10,9 @@
 // Written files: text files end every line with CR LF. HTML is UTF-8 with a byte-order
 // mark (which browsers rank above any charset the message's own HTML declares). TXT
 // follows SaveOptions.FileEncoding (see EncodeTextFile). RTF is 7-bit with \uN? escapes.
-// EML is the message's own MIME source when it was loaded from MIME, else MIME built from
-// its parts; MHT is always built: multipart/related with the HTML form as root.
+// EML is the message's own MIME source when it was loaded from MIME and nothing changed
+// its parts since (a pass that stripped attachments), else MIME built from its parts; MHT
+// is always built: multipart/related with the HTML form as root.
 // PDF, MSG, the image formats, archives and encryption are not part of this build.
 
 #include <string>
@@ -100,6 +101,13 @@ TSaveResult SaveAsRTF(TKwMailMessage& message, const std::string& fileName);
 // The message rebuilt as MIME lines from its headers, bodies and attachments (ordinary
 // attachments only when includeAttachments; inline parts always).
 TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachments = true);
+// The message as a mail file holds it (EML, mbox): its own SourceLines, byte for byte,
+// when it was loaded from MIME and is not Changed; else EncodeMIMEMessage. withImages
+// embeds the image attachments: each is shown after the HTML body (made from the text
+// when there is none) as an inline part with a content id, as PrepareOutputContent does
+// for EmbedAttachmentsInBody; with an image attachment to embed the message is always
+// encoded. The images' kind and content id change in message.
+TStringList MessageMimeLines(TKwMailMessage& message, bool includeAttachments = true, bool withImages = false);
 // The message as a web archive (MHT): its HTML form with the blocks SaveOptions ask for,
 // the inline parts beside it. Prepares OutputContent.
 TStringList EncodeWebArchive(TKwMailMessage& message);
