@@ -179,10 +179,10 @@ std::string AsciiLowerCase(std::string text) {
   return text;
 }
 
-// A name usable as one folder level: invalid characters replaced, never "." or "..".
+// A name usable as one folder level: invalid characters replaced, never only dots.
 std::string SafeComponent(std::string_view text) {
   std::string clean = ReplaceInvalidCharactersFilename(text, "_");
-  if (clean == "." || clean == "..") clean = "_";
+  if (!clean.empty() && clean.find_first_not_of('.') == std::string::npos) clean = "_";
   return clean;
 }
 
@@ -203,9 +203,8 @@ std::string SubFolders(const TKwMailMessage& message, const TKwSingleFilesOption
   if (options.FolderStructureUseVariable1) AddLevel(folder, options.Variable1);
   if (options.SubFolderComputerName) AddLevel(folder, AsciiLowerCase(GetComputerName()));
   if (options.SubFolderUserName) AddLevel(folder, AsciiLowerCase(GetUserName()));
-  const TDateTime gmt = message.Headers->SubmitDate.GmtDate;
-  if (options.SubFolderYearMonth && gmt != 0) {
-    const TKwDateParts parts = DecodeDateTime(GmtToLocal(gmt));
+  if (options.SubFolderYearMonth) {  // a message without a date goes to the zero date's "1899-12"
+    const TKwDateParts parts = DecodeDateTime(GmtToLocal(message.Headers->SubmitDate.GmtDate));
     AddLevel(folder, fmt::format("{:04}-{:02}", parts.Year, parts.Month));
   }
   const TKwEmailAddress& from = message.Headers->From;
@@ -301,28 +300,6 @@ std::string WithExtension(const std::string& fileName, std::string_view extensio
 
 std::string ArchiveExtension(TCompressionMethod method) {
   return method == cmZip ? GetFileFormatExtension(ffSfZip) : GetFileFormatExtension(ffSf7z);
-}
-
-std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
-                                 const TKwOutputFilename& output) {
-  const std::string& folder = output.TargetFolder;
-  const TKwEmailAddress& from = message.Headers->From;
-  std::string result = folder;
-  switch (options.AttachmentsFolder) {
-    case afpNone: return "";
-    case afpCommonRoot:
-      return IncludeTrailingPathDelimiter(options.TargetFolder) + std::string(kAttachmentsFolderName) + "/";
-    case afpCommonSubfolder: return folder + std::string(kAttachmentsFolderName) + "/";
-    case afpSameFolderAsMessage: return folder;
-    case afpNamedAsMessage: AddLevel(result, fs::path(output.Filename).stem().string()); break;
-    case afpNamedAsSenderAddress: AddLevel(result, from.Address); break;
-    case afpNamedAsSenderDomain: AddLevel(result, from.Domain()); break;
-    case afpNamedAsSenderDomainAddress:
-      AddLevel(result, from.Domain());
-      AddLevel(result, from.Address);
-      break;
-  }
-  return result;
 }
 
 // ---------------------------------------------------------------- writing
@@ -489,6 +466,36 @@ TContentType PrepareOutputContent(TKwMailMessage& message, TContentType contentT
   return produced;
 }
 
+std::string MessageFolder(const TKwMailMessage& message, const TKwSingleFilesOptions& options) {
+  return IncludeTrailingPathDelimiter(options.TargetFolder) + SubFolders(message, options);
+}
+
+std::string MessageFileName(const TKwMailMessage& message, const TKwSingleFilesOptions& options) {
+  const int maxLength = options.Filename->FilenameLength >= 1 ? options.Filename->FilenameLength : kDefaultMaxFilenameLength;
+  return LimitedMessageName(message, options, maxLength);
+}
+
+std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
+                                 const std::string& messageFolder, const std::string& messageFileName) {
+  const TKwEmailAddress& from = message.Headers->From;
+  std::string result = messageFolder;
+  switch (options.AttachmentsFolder) {
+    case afpNone: return "";
+    case afpCommonRoot:
+      return IncludeTrailingPathDelimiter(options.TargetFolder) + std::string(kAttachmentsFolderName) + "/";
+    case afpCommonSubfolder: return messageFolder + std::string(kAttachmentsFolderName) + "/";
+    case afpSameFolderAsMessage: return messageFolder;
+    case afpNamedAsMessage: AddLevel(result, fs::path(messageFileName).stem().string()); break;
+    case afpNamedAsSenderAddress: AddLevel(result, from.Address); break;
+    case afpNamedAsSenderDomain: AddLevel(result, from.Domain()); break;
+    case afpNamedAsSenderDomainAddress:
+      AddLevel(result, from.Domain());
+      AddLevel(result, from.Address);
+      break;
+  }
+  return result;
+}
+
 bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionMethod,
                   TKwOutputFilename& output) {
   output = {};
@@ -498,8 +505,8 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
     return false;
   }
   const int maxLength = options.Filename->FilenameLength >= 1 ? options.Filename->FilenameLength : kDefaultMaxFilenameLength;
-  output.TargetFolder = IncludeTrailingPathDelimiter(options.TargetFolder) + SubFolders(message, options);
-  output.Filename = output.TargetFolder + LimitedMessageName(message, options, maxLength);
+  output.TargetFolder = MessageFolder(message, options);
+  output.Filename = output.TargetFolder + MessageFileName(message, options);
   const bool compressed = compressionMethod != cmNone;
   const std::string finalName = compressed ? WithExtension(output.Filename, ArchiveExtension(compressionMethod)) : output.Filename;
   std::error_code error;
@@ -515,7 +522,7 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
     output.Filename = compressed ? WithExtension(numbered, GetFileFormatExtension(options.TargetFileFormat)) : numbered;
     output.Result.Status = ssRenamed;
   }
-  output.AttachmentsFolder = AttachmentsFolderFor(message, options, output);
+  output.AttachmentsFolder = AttachmentsFolderFor(message, options, output.TargetFolder, output.Filename);
   return true;
 }
 

@@ -22,6 +22,7 @@
 #include "uKwTypes.h"
 
 class TKwMailMessage;
+class TKwSingleFilesOptions;
 
 // A save outcome. ErrorMessage is set only with ssError.
 struct TSaveResult {
@@ -70,6 +71,21 @@ struct TKwOutputFilename {
   std::string AttachmentsFolder;  // with a trailing "/"; "" when attachments stay in the file
   TSaveResult Result;             // ssSaved, ssRenamed, ssOverwritten, ssSkipped or ssError
 };
+
+// The one folder rule of the single-files and the attachments targets. MessageFolder: the
+// folder a message's file goes to, with a trailing "/": TargetFolder, then the levels of
+// FolderStructureUseVariable1, SubFolderComputerName, SubFolderUserName,
+// SubFolderYearMonth (the zero date's "1899-12" for a message without a date) and
+// SubFolderStructure, none of them under sfsDontCreateSubFolders; each level has the
+// characters a file name cannot hold replaced by "_", is "_" when made only of dots, and
+// is left out when empty. MessageFileName: the message's own name in that folder by the
+// file-name options, before the duplicated-files rule. AttachmentsFolderFor: where the
+// attachments of the message saved as messageFileName in messageFolder go, as listed at
+// TKwOutputFilename; "" for afpNone.
+std::string MessageFolder(const TKwMailMessage& message, const TKwSingleFilesOptions& options);
+std::string MessageFileName(const TKwMailMessage& message, const TKwSingleFilesOptions& options);
+std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
+                                 const std::string& messageFolder, const std::string& messageFileName);
 
 // The file name for message under SaveOptions: folder levels by the sub-folder options,
 // the name by the file-name options (the Parts template for fnmAdvanced and fnfUserDefined,
