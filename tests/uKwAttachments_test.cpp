@@ -468,8 +468,10 @@ TEST_F(TKwAttachmentActionsTest, TheTargetAndTheSingleFilesTargetPutAttachmentsI
       if (!file.ends_with(".eml")) written.push_back(file);
     EXPECT_EQ(saved.size(), 2u);
     EXPECT_EQ(saved, written);
-    if (c.YearMonth && c.Placement != afpCommonRoot)  // the common root is above the dated folders
-      EXPECT_TRUE(std::any_of(saved.begin(), saved.end(), [](const std::string& f) { return f.find("1899-12/") != std::string::npos; }));
+    const bool undatedFolder = std::any_of(saved.begin(), saved.end(),
+                                           [](const std::string& f) { return f.find("1899-12/") != std::string::npos; });
+    // The common root lies above the dated folders.
+    EXPECT_EQ(undatedFolder, c.YearMonth && c.Placement != afpCommonRoot);
   }
 }
 
