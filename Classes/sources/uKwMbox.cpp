@@ -147,12 +147,18 @@ class TKwMboxFileWriter {
     if (::access(exists ? fileName.c_str() : folder.c_str(), W_OK) != 0)
       throw EKwStreamError("Cannot open file \"" + fileName + "\" for writing: " +
                            std::system_category().message(errno));
-    std::string staging = (std::filesystem::temp_directory_path(ec) / "quillon-mbox-XXXXXX").string();
-    FStaging = ::mkstemp(staging.data());
-    if (FStaging < 0)
-      throw EKwStreamError("Cannot make a temporary file for \"" + fileName + "\": " +
-                           std::system_category().message(errno));
-    ::unlink(staging.c_str());
+    // Beside the mailbox when the file system can hold an unnamed file, so that a new
+    // mailbox is the staged file given its name; else in the temporary folder.
+    FStaging = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    FLinkable = FStaging >= 0;
+    if (!FLinkable) {
+      std::string staging = (std::filesystem::temp_directory_path(ec) / "quillon-mbox-XXXXXX").string();
+      FStaging = ::mkstemp(staging.data());
+      if (FStaging < 0)
+        throw EKwStreamError("Cannot make a temporary file for \"" + fileName + "\": " +
+                             std::system_category().message(errno));
+      ::unlink(staging.c_str());
+    }
     FBuffer.reserve(kWriteBufferSize);
     // Appending after a last line without a line break would glue our separator to it.
     if (startWithLineBreak) FBuffer.append("\r\n");
@@ -175,7 +181,7 @@ class TKwMboxFileWriter {
   // byte reached it.
   std::string Close() {
     Flush();
-    if (FError.empty()) AppendStagingToMailbox();
+    if (FError.empty() && !LinkStagingAsMailbox()) AppendStagingToMailbox();
     ::close(FStaging);
     FStaging = -1;
     return FError;
@@ -187,13 +193,21 @@ class TKwMboxFileWriter {
     FBuffer.clear();
   }
 
+  // A mailbox that does not exist yet becomes the staged file itself, without a copy.
+  bool LinkStagingAsMailbox() {
+    std::error_code ec;
+    if (!FLinkable || std::filesystem::exists(FFileName, ec)) return false;
+    const std::string staged = "/proc/self/fd/" + std::to_string(FStaging);
+    return ::linkat(AT_FDCWD, staged.c_str(), AT_FDCWD, FFileName.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  }
+
   void AppendStagingToMailbox() {
     int mailbox;
     do {
       mailbox = ::open(FFileName.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
     } while (mailbox < 0 && errno == EINTR);
     if (mailbox < 0) return SetError(errno);
-    std::string chunk(kWriteBufferSize, '\0');
+    std::string chunk(size_t{1} << 20, '\0');
     for (off_t offset = 0; FError.empty() && static_cast<size_t>(offset) < FStagedSize;) {
       const ssize_t got = ::pread(FStaging, chunk.data(), chunk.size(), offset);
       if (got < 0 && errno == EINTR) continue;
@@ -222,6 +236,7 @@ class TKwMboxFileWriter {
   }
 
   int FStaging = -1;
+  bool FLinkable = false;  // FStaging is an unnamed file in the mailbox's folder
   size_t FStagedSize = 0;
   std::string FBuffer;
   std::string FError;
