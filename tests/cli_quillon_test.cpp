@@ -88,4 +88,11 @@ TEST_F(CliTest, BadUsageAndUnloadableFilesExitWithStatusTwo) {
   EXPECT_NE(foreign.Out.find("not base64"), std::string::npos);
   WriteFileText(Path("tree.json"), kTree);
   EXPECT_EQ(Quillon("convert " + Path("tree.json") + " /nonexistent/dir/x.qaf").Status, 2);
+  // A child kind without a class is no tree at all: a load error, nothing run.
+  WriteFileText(Path("classless.json"),
+                R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcMbox", "children": [{"kind": "stiMailTarReport"}]}]})");
+  TCliRun classless = Quillon("run --quiet " + Path("classless.json"));
+  EXPECT_EQ(classless.Status, 2);
+  EXPECT_NE(classless.Out.find("Unknown action kind \"stiMailTarReport\": Assertion failure"), std::string::npos)
+      << classless.Out;
 }

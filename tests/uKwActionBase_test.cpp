@@ -205,20 +205,32 @@ TEST_F(TKwActionBaseTest, AChildlessActionWritesNoChildActions) {
 
 // ---- error paths
 
-TEST_F(TKwActionBaseTest, UnknownChildKindsAreSkippedAndTheirSiblingsLoad) {
+TEST_F(TKwActionBaseTest, AChildKindWithoutAClassFailsTheLoadWithTheAssertion) {
   auto job = CreateNewAction(stiJob);
   job->AddChild(stiMailSrcMbox);
   job->AddChild(stiMailSrcPOP);
-  job->GetChild(1).AddChild(stiMailTarMbox);
   std::string stream;
   job->SaveToStream(stream);
-  size_t at = stream.find("stiMailSrcMbox");
-  stream.replace(at, 14, "stiMailSrcXbox");
-  TKwActionLoadResult loaded = LoadActionFromStream(stream);
-  ASSERT_TRUE(loaded.Action) << loaded.Error;
-  EXPECT_EQ(Kinds(*loaded.Action), (std::vector<std::string>{"stiJob", " stiMailSrcPOP", "  stiMailTarMbox"}));
-  ASSERT_EQ(loaded.Warnings.size(), 1u);
-  EXPECT_NE(loaded.Warnings[0].find("stiMailSrcXbox"), std::string::npos);
+  for (const std::string kind : {"stiMailSrcXbox", "stiMailTarDesk"}) {  // no such kind; a kind without a class
+    std::string damaged = stream;
+    damaged.replace(damaged.find("stiMailSrcMbox"), 14, kind);
+    TKwActionLoadResult loaded = LoadActionFromStream(damaged);
+    EXPECT_FALSE(loaded.Action);
+    EXPECT_NE(loaded.Error.find("Unknown action kind \"" + kind + "\": Assertion failure (Classes/uKwActionBase, line 399)"),
+              std::string::npos) << loaded.Error;
+  }
+  TKwActionLoadResult fromJson =
+      LoadActionFromText(R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcPOP"}, {"kind": "stiOther"}]})");
+  EXPECT_FALSE(fromJson.Action);
+  EXPECT_EQ(fromJson.Error, "Unknown action kind \"stiOther\": Assertion failure (Classes/uKwActionBase, line 399)");
+}
+
+TEST_F(TKwActionBaseTest, EnabledIsStoredAtItsCreationValueToo) {
+  auto target = CreateNewAction(stiMailTarMbox);
+  ASSERT_TRUE(target->Enabled);
+  std::string stream;
+  target->SaveToStream(stream);
+  EXPECT_NE(stream.find("\x07" "Enabled\x09"), std::string::npos);  // name, then the tag of true
 }
 
 TEST_F(TKwActionBaseTest, TruncatedOrForeignInputIsRefusedWithAReason) {

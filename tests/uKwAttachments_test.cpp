@@ -12,6 +12,7 @@
 #include "uKwMailMessage.h"
 #include "uKwStream.h"
 #include "uKwTargetAttachments.h"
+#include "uKwTargetSingleFiles.h"
 #include "uKwVariables.h"
 
 namespace fs = std::filesystem;
@@ -429,6 +430,49 @@ TEST_F(TKwAttachmentActionsTest, FolderNamesFromTheSourceOrTheSenderCannotLeaveT
   EXPECT_FALSE(fs::exists(FHome.Path().parent_path() / "escape"));
   EXPECT_FALSE(fs::exists(FHome / "escape"));
   EXPECT_TRUE(files[0].ends_with("/.._a.pdf")) << files[0];
+}
+
+// Both targets place attachments by one rule: afpCommonRoot and a message without a date
+// among the cases where they once differed.
+TEST_F(TKwAttachmentActionsTest, TheTargetAndTheSingleFilesTargetPutAttachmentsInTheSameFolders) {
+  struct TCase {
+    TAttachmentsFolderPlacement Placement;
+    TSFSubFolderStructure Structure;
+    bool YearMonth;
+  };
+  const TCase cases[] = {{afpCommonRoot, sfsCreateFromDomainPart, true},
+                         {afpCommonSubfolder, sfsLikeEmailSourceFolders, true},
+                         {afpNamedAsMessage, sfsDontCreateSubFolders, false},
+                         {afpNamedAsSenderDomainAddress, sfsFromHashAddress, true},
+                         {afpSameFolderAsMessage, sfsCreateFromAddressPart, true}};
+  for (const TCase& c : cases) {
+    SCOPED_TRACE(EnumToString(c.Placement));
+    fs::remove_all(FOut);
+    TKwTargetMailAttachments saver;
+    TKwTargetMailSingleFiles files;
+    for (TKwSingleFilesOptions* options : {saver.Options.get(), files.Options.get()}) {
+      options->AttachmentsFolder = c.Placement;
+      options->SubFolderStructure = c.Structure;
+      options->SubFolderYearMonth = c.YearMonth;
+    }
+    saver.Options->TargetFolder = (FOut / "saver").string();
+    files.Options->TargetFolder = (FOut / "files").string();
+    TFakeSource source("Inbox");
+    source.Messages.push_back(MakeMessage("ann@example.org", "dated", {{"a.pdf", "A"}}));
+    source.Messages.push_back(MakeMessage("bob@example.org", "undated", {{"b.pdf", "B"}}));
+    source.Messages.back()->Headers->SubmitDate.GmtDate = 0;
+    source.Run(saver);
+    source.Run(files);
+    std::vector<std::string> saved = FilesBelow(FOut / "saver"), written;
+    for (const std::string& file : FilesBelow(FOut / "files"))
+      if (!file.ends_with(".eml")) written.push_back(file);
+    EXPECT_EQ(saved.size(), 2u);
+    EXPECT_EQ(saved, written);
+    const bool undatedFolder = std::any_of(saved.begin(), saved.end(),
+                                           [](const std::string& f) { return f.find("1899-12/") != std::string::npos; });
+    // The common root lies above the dated folders.
+    EXPECT_EQ(undatedFolder, c.YearMonth && c.Placement != afpCommonRoot);
+  }
 }
 
 // ---------------------------------------------------------------- action error paths

@@ -181,11 +181,28 @@ TEST(TKwBounceCheckTest, PlainReportsQuoteTheReplyOnTheCommandLine) {
   EXPECT_EQ(check.GetBounceType(), btSoftBounce);
   EXPECT_FALSE(check.ParseMessage(PlainReport("RCPT TO:<z@example.com> 250 accepted")));
   EXPECT_EQ(check.GetBounceType(), btMdnReceipt);
-  // A reply on the next line is not quoted; the command must be in upper case.
-  EXPECT_FALSE(check.ParseMessage(PlainReport("RCPT TO:<w@example.com>\n<<< 550 unknown")));
-  EXPECT_EQ(check.GetBounceType(), btNone);
-  EXPECT_FALSE(check.ParseMessage(PlainReport("rcpt to:<w@example.com> 550 unknown")));
-  EXPECT_EQ(check.GetBounceType(), btNone);
+}
+
+// "." runs over line breaks and the anchors ignore case, so a transcript whose reply
+// stands on the next line is read; the recipient still ends with its own line.
+TEST(TKwBounceCheckTest, PlainReportsReadTheReplyOnTheNextLineAndAnchorsInAnyCase) {
+  TKwBounceCheck check;
+  EXPECT_TRUE(check.ParseMessage(PlainReport("RCPT TO:<w@example.com>\n<<< 550 unknown user.\nBye.")));
+  EXPECT_EQ(check.GetCode(), "550");
+  EXPECT_EQ(check.GetRecipient(), "w@example.com");
+  EXPECT_TRUE(check.ParseMessage(PlainReport("rcpt to:<v@example.com> 550 unknown")));
+  EXPECT_EQ(check.GetRecipient(), "v@example.com");
+  EXPECT_TRUE(check.ParseMessage(PlainReport("Smtp Error from remote server\r\n  452 4.2.2 full")));
+  EXPECT_EQ(check.GetBounceType(), btSoftBounce);
+}
+
+TEST(TKwBounceCheckTest, PartsWithoutContentTypeAreTextAtEveryLevel) {
+  const std::string report =
+      "From: postmaster@example.net\nMIME-Version: 1.0\nContent-Type: multipart/mixed; boundary=m\n\n"
+      "--m\n\nSMTP error after RCPT TO:<gone@example.org>: 550 no such user\n--m--\n";
+  TKwBounceCheck check;
+  EXPECT_TRUE(check.ParseMessage(report));
+  EXPECT_EQ(check.GetRecipient(), "gone@example.org");
 }
 
 TEST(TKwBounceCheckTest, OnlyTheFirstReportPartFoundIsScanned) {

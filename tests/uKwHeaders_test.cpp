@@ -447,6 +447,16 @@ TEST(TKwRegExTest, MatchesCaselessAndSurvivesBadUtf8AndHostileSubjects) {
   EXPECT_EQ(match, "a@b.cd");
 }
 
+TEST(TKwGMimeTest, ObsoleteZoneNamesAreReadInAnyLetterCase) {
+  const int64_t noon = Gmt(2019, 1, 1, 12, 0, 0);
+  for (const auto& [zone, hours] : std::vector<std::pair<std::string, int>>{
+           {"cst", 6}, {"CST", 6}, {"est", 5}, {"Edt", 4}, {"pdt", 7}, {"mst", 7}, {"gmt", 0}, {"ut", 0}}) {
+    const std::string text = "Tue, 1 Jan 2019 12:00:00 " + zone;
+    EXPECT_EQ(DateTimeToUnix(DecodeRfcDate(text)), noon + hours * 3600) << text;
+  }
+  EXPECT_EQ(DateTimeToUnix(DecodeRfcDate("Tue, 1 Jan 2019 12:00:00 -0600 (cst)")), noon + 6 * 3600);
+}
+
 TEST(TKwGMimeTest, ConvertsCharsetsAndFallsBackToLatin1) {
   EXPECT_EQ(ConvertToUtf8("\x93hi\x94", "windows-1252"), "“hi”");
   EXPECT_EQ(ConvertToUtf8("caf\xe9", "no-such-charset"), "café");

@@ -153,6 +153,39 @@ TEST(TKwMailMessageTest, UuencodedBlockCutShortKeepsWhatDecoded) {
   EXPECT_EQ(rest, "no longer uuencode\r\n");
 }
 
+// What once sent a message to the second walk (a uuencoded file, a named part without
+// disposition, a whole message) no longer changes which body wins: the last one.
+TEST(TKwMailMessageTest, TheLastPlainPartWinsAlsoBesideUuencodeNamedPartsAndMessages) {
+  const std::string second = "--b\r\nContent-Type: text/plain\r\n\r\nsecond\r\n";
+  const struct {
+    std::string Part, Attachment, Reason;
+  } cases[] = {
+      {"--b\r\nContent-Type: text/plain\r\n\r\nfirst\r\n" + UuencodedFile("f.bin", "uu") + second, "f.bin",
+       "uuencoded file in the first body"},
+      {"--b\r\nContent-Type: text/plain\r\n\r\nfirst\r\n--b\r\nContent-Type: application/pdf; name=\"r.pdf\"\r\n\r\n"
+       "%PDF\r\n" + second, "r.pdf", "a named part without disposition"},
+      {"--b\r\nContent-Type: text/plain\r\n\r\nfirst\r\n--b\r\nContent-Type: message/rfc822\r\n\r\n"
+       "Subject: inner\r\n\r\nbody\r\n" + second, "inner.eml", "an embedded message"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.Reason);
+    auto message = Load("Content-Type: multipart/mixed; boundary=b\r\n\r\n" + c.Part + "--b--\r\n");
+    EXPECT_EQ(message->TextPart, TStringList{"second"});
+    EXPECT_EQ(AttachmentNames(*message), std::vector<std::string>{c.Attachment});
+  }
+}
+
+// Beyond the first walk as written: a text part marked as an attachment stays one.
+TEST(TKwMailMessageTest, TextPartsWithAttachmentDispositionAreAttachments) {
+  auto message = Load(
+      "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: text/plain\r\n\r\nbody\r\n"
+      "--b\r\nContent-Type: text/html\r\nContent-Disposition: attachment; filename=page.htm\r\n\r\n<p>x</p>\r\n"
+      "--b\r\nContent-Type: text/plain\r\nContent-Disposition: attachment\r\n\r\nlog\r\n--b--\r\n");
+  EXPECT_EQ(message->TextPart, TStringList{"body"});
+  EXPECT_TRUE(message->HtmlPart.empty());
+  EXPECT_EQ(AttachmentNames(*message), (std::vector<std::string>{"page.htm", "report.txt"}));
+}
+
 TEST(TKwMailMessageTest, TreeWalkTakesTheFirstBodiesAndMovesHtmlOutOfPlainText) {
   const TKwMimeMessage mime(
       "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: text/plain\r\n\r\nfirst\r\n"

@@ -350,7 +350,8 @@ TEST(TKwMboxTest, AQuotedFromLineReadsBackUnquoted) {
   ASSERT_TRUE(writer.LoadFromFile(dir / "q.mbox", mbmWrite, error));
   writer.AddMessage({"X: 1", "", ">From was quoted"}, "", 0);
   ASSERT_TRUE(writer.Save());
-  EXPECT_EQ(ReadFileText(dir / "q.mbox"), "From MAILER-DAEMON Thu Jan  1 00:00:00 1970\nX: 1\n\n>From was quoted\n\n");
+  EXPECT_EQ(ReadFileText(dir / "q.mbox"),
+            "From MAILER-DAEMON Thu Jan  1 00:00:00 1970\r\nX: 1\r\n\r\n>From was quoted\r\n\r\n");
   const std::string written = ReadFileText(dir / "q.mbox");
   EXPECT_EQ(Open(written)->GetBody(0), (Lines{"From was quoted", ""}));
 }

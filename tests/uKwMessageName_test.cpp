@@ -112,6 +112,12 @@ TEST(TKwMessageNameIdTest, UniqueIdJoinsDateSenderAndMessageIdFields) {
   EXPECT_EQ(static_cast<int>(expected.size()), kUniqueIdLength);
 }
 
+TEST(TKwMessageNameIdTest, BlanksInsideTheAngleBracketsBelongToTheMessageId) {
+  const std::string withBlanks = BuildUniqueId("<9209252113.AA00975@ ebony >", "john@example.com", kJan31);
+  EXPECT_EQ(withBlanks.substr(17), CRC32String("9209252113.AA00975@ ebony "));
+  EXPECT_NE(withBlanks, BuildUniqueId("<9209252113.AA00975@ebony>", "john@example.com", kJan31));
+}
+
 TEST(TKwMessageNameIdTest, MessageWithoutMessageIdEndsInZeros) {
   EXPECT_EQ(BuildUniqueId("", "john@example.com", kJan31), "4D291517F3A3AAAEA00000000");
   EXPECT_EQ(BuildUniqueId("<>", "john@example.com", kJan31), "4D291517F3A3AAAEA00000000");

@@ -167,11 +167,21 @@ TStringList SplitLines(std::string_view text) {
   return lines;
 }
 
-// The address pattern of both scans; its ".+" takes the rest of the line greedily and
-// gives back only what the last dot and word need.
+// The report patterns let "." run over line breaks, so that a reply code on the line
+// after its "RCPT TO:" is read. The address pattern alone stops at line ends: its ".+"
+// takes the rest of the line greedily and gives back only what the last dot and word
+// need, and across lines it would swallow the report text after the address.
+constexpr TKwRegExFlags kReportFlags{.DotMatchesLineBreaks = true};
+
 const TKwRegEx& AddressPattern() {
   static const TKwRegEx pattern(R"(\b[A-Z0-9._%+-]+@.+\.[A-Z0-9]+\b)");
   return pattern;
+}
+
+// A part without a Content-Type header is text/plain, at the top and inside multiparts.
+std::string EffectiveContentType(const TKwMimePart& part) {
+  std::string type = part.ContentType();
+  return type.empty() ? "text/plain" : type;
 }
 
 // The first part, depth first, whose content type begins with contentType. Multiparts are
@@ -182,7 +192,7 @@ TKwMimePart FindPart(const TKwMimePart& container, std::string_view contentType,
     const TKwMimePart part = container.Child(i);
     if (part.IsMultipart()) {
       if (TKwMimePart found = FindPart(part, contentType, depth + 1)) return found;
-    } else if (part.ContentType().starts_with(contentType)) {
+    } else if (EffectiveContentType(part).starts_with(contentType)) {
       return part;
     }
   }
@@ -268,13 +278,11 @@ bool TKwBounceCheck::SearchContentType(std::string_view contentType) {
   if (part) {
     // A text part is taken whatever it holds; another part only with data.
     const std::string data = part.DecodedBytes();
-    if (!part.ContentType().starts_with("text/") && data.empty()) return false;
+    if (!EffectiveContentType(part).starts_with("text/") && data.empty()) return false;
     FContent = SplitLines(data);
     return true;
   }
-  std::string ownType = root.ContentType();
-  if (ownType.empty()) ownType = "text/plain";
-  if (!ownType.starts_with(contentType)) return false;
+  if (!EffectiveContentType(root).starts_with(contentType)) return false;
   FContent = SplitLines(root.DecodedBytes());
   return true;
 }
@@ -282,7 +290,7 @@ bool TKwBounceCheck::SearchContentType(std::string_view contentType) {
 bool TKwBounceCheck::ScanRfc1893(const TStringList& lines) {
   // The second dot is not escaped and matches any character: kept as the classifier has
   // always matched (see docs/quirks.md).
-  static const TKwRegEx statusCode(R"(\s([245]\.\d{1,3}.\d{1,3}))");
+  static const TKwRegEx statusCode(R"(\s([245]\.\d{1,3}.\d{1,3}))", kReportFlags);
   const std::string text = JoinLines(lines);
   const std::string code(Trim(statusCode.FindText(text)));
   if (code.empty() || !SearchRfcTable(code, FRfc1893Codes)) return false;
@@ -296,8 +304,8 @@ bool TKwBounceCheck::ScanRfc1893(const TStringList& lines) {
 }
 
 bool TKwBounceCheck::ScanRfc2821(const TStringList& lines) {
-  static const TKwRegEx quote(R"((SMTP\serror|RCPT\sTO:).*\s([245]\d\d)\s)", true);
-  static const TKwRegEx replyCode(R"(\s([245]\d\d))", true);
+  static const TKwRegEx quote(R"((SMTP\serror|RCPT\sTO:).*\s([245]\d\d)\s)", kReportFlags);
+  static const TKwRegEx replyCode(R"(\s([245]\d\d))");
   const std::string text = JoinLines(lines);
   const std::string_view match = quote.FindText(text);
   if (match.empty()) return false;

@@ -20,29 +20,16 @@ constexpr std::string_view kUnit = "Classes/uKwActionBase";
 constexpr int kAddChildAssertLine = 399;
 constexpr char kChildActions[] = "ChildActions";
 
-// Skips one action's object (ListBegin, properties, ListEnd) whose kind has no class.
-void SkipActionObject(TKwPropertyReader& reader, int depth);
-
-void SkipChildActions(TKwPropertyReader& reader, int depth) {
-  if (depth > 64) throw EReadError("Invalid stream format: actions nested too deeply");
-  reader.ReadListBegin();
-  int64_t count = reader.ReadInteger();
-  for (int64_t i = 0; i < count && !reader.EndOfList(); ++i) {
-    reader.ReadString();
-    SkipActionObject(reader, depth + 1);
+// A stored child is added as AddChild adds it; a kind without a class fails the whole
+// load with AddChild's assertion, since a tree never holds such a kind.
+TKwActionBase& AddStoredChild(TKwActionBase& parent, const std::string& kindText) {
+  const int kind = StringToSourceTargetItem(kindText);
+  try {
+    if (kind < 0) AssertionFailure(kUnit, kAddChildAssertLine);
+    return parent.GetChild(parent.AddChild(static_cast<TSourceTargetItem>(kind)));
+  } catch (const EAssertionFailed& failure) {
+    throw EReadError("Unknown action kind \"" + kindText + "\": " + failure.what());
   }
-  reader.ReadListEnd();
-}
-
-void SkipActionObject(TKwPropertyReader& reader, int depth) {
-  reader.ReadListBegin();
-  while (!reader.EndOfList()) {
-    if (reader.ReadStr() == kChildActions)
-      SkipChildActions(reader, depth);
-    else
-      reader.SkipValue();
-  }
-  reader.ReadListEnd();
 }
 
 }  // namespace
@@ -58,7 +45,7 @@ void TKwActionBase::Publish(TKwPublisher& p) {
   p.String("Name", Name);
   p.String("Caption", Caption);
   p.String("Description", Description);
-  p.Boolean("Enabled", Enabled, true);
+  p.Boolean("Enabled", Enabled);  // no declared default: always stored
   p.Enum("ItemType", ItemType);
   p.Integer("Level", Level);
 }
@@ -208,19 +195,11 @@ bool TKwActionBase::ReadDefinedProperty(std::string_view name, TKwPropertyReader
   return true;
 }
 
-// A child whose kind text names no class is reported and skipped; the others load.
 void TKwActionBase::ReadChildActions(TKwPropertyReader& reader) {
   reader.ReadListBegin();
   int64_t count = reader.ReadInteger();
   for (int64_t i = 0; i < count && !reader.EndOfList(); ++i) {
-    std::string kindText = reader.ReadString();
-    int kind = StringToSourceTargetItem(kindText);
-    if (kind < 0 || !HasActionClass(static_cast<TSourceTargetItem>(kind))) {
-      LoadWarningSink().push_back("Unknown action kind \"" + kindText + "\": child skipped");
-      SkipActionObject(reader, 0);
-      continue;
-    }
-    TKwActionBase& child = GetChild(AddChild(static_cast<TSourceTargetItem>(kind)));
+    TKwActionBase& child = AddStoredChild(*this, reader.ReadString());
     ReadObject(reader, child, LoadWarningSink());
   }
   reader.ReadListEnd();
@@ -256,14 +235,10 @@ void TKwActionBase::DefinedPropertiesFromJson(const nlohmann::ordered_json& json
   for (const auto& c : *it) {
     std::string kindText = c.is_object() && c.contains("kind") && c["kind"].is_string()
                                ? c["kind"].get<std::string>() : std::string();
-    int kind = StringToSourceTargetItem(kindText);
-    if (kind < 0 || !HasActionClass(static_cast<TSourceTargetItem>(kind))) {
-      warnings.push_back("Unknown action kind \"" + kindText + "\": child skipped");
-      continue;
-    }
-    TKwActionBase& child = GetChild(AddChild(static_cast<TSourceTargetItem>(kind)));
+    TKwActionBase& child = AddStoredChild(*this, kindText);
+    const TSourceTargetItem kind = child.ItemType;
     PropertiesFromJson(child, c, warnings, {"kind", "children", "ItemType"});
-    child.ItemType = static_cast<TSourceTargetItem>(kind);
+    child.ItemType = kind;
   }
 }
 

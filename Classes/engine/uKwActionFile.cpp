@@ -90,7 +90,11 @@ TKwActionLoadResult LoadActionFromJson(const json& in) {
   std::unique_ptr<TKwActionBase> action = CreateRoot(kind, error);
   if (!action) return Failure(error);
   TKwActionLoadResult result;
-  PropertiesFromJson(*action, in, result.Warnings, {"kind", "children", "ItemType"});
+  try {
+    PropertiesFromJson(*action, in, result.Warnings, {"kind", "children", "ItemType"});
+  } catch (const EReadError& e) {  // a child kind without a class
+    return Failure(e.what());
+  }
   action->ItemType = static_cast<TSourceTargetItem>(kind);
   result.Action = std::move(action);
   return result;

@@ -223,10 +223,33 @@ std::string UnfoldHeader(std::string_view rawHeader) {
   return unfolded;
 }
 
+namespace {
+
+// RFC 5322 names its obsolete zones in a grammar whose strings ignore case, while GMime
+// looks them up as written: "cst" would otherwise read as UTC.
+std::string WithObsoleteZonesUpperCase(std::string_view text) {
+  static constexpr std::string_view kZones[] = {"UT", "GMT", "EST", "EDT", "CST", "CDT", "MST", "MDT", "PST", "PDT"};
+  std::string result(text);
+  const auto isDelimiter = [](char c) { return c == ' ' || c == '\t' || c == ',' || c == '(' || c == ')'; };
+  for (size_t start = 0; start < result.size();) {
+    size_t end = start;
+    while (end < result.size() && !isDelimiter(result[end])) ++end;
+    std::string token = result.substr(start, end - start);
+    for (char& c : token)
+      if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (std::find(std::begin(kZones), std::end(kZones), token) != std::end(kZones))
+      result.replace(start, token.size(), token);
+    start = end + 1;
+  }
+  return result;
+}
+
+}  // namespace
+
 TDateTime DecodeRfcDate(std::string_view text) {
   if (text.empty()) return 0;
   EnsureGMimeInitialized();
-  const std::string input(text);
+  const std::string input = WithObsoleteZonesUpperCase(text);
   TGDateTimePtr date(g_mime_utils_header_decode_date(input.c_str()));
   if (!date) return 0;
   return UnixToDateTime(g_date_time_to_unix(date.get()));

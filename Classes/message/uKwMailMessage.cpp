@@ -308,6 +308,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
   SaveOptions->Assign(*message->SaveOptions);
   SourceIsMime = message->SourceIsMime;
   SourceLines = message->SourceLines;
+  Changed = message->Changed;
   WordsList = message->WordsList;
   for (auto [to, from] : {std::pair{&BounceType, &message->BounceType}, {&BounceDescription, &message->BounceDescription},
                           {&BounceRecipient, &message->BounceRecipient}, {&FolderName, &message->FolderName},
@@ -334,6 +335,7 @@ void TKwMailMessage::Clear() {
   CountryName.clear();
   Counter = 0;
   SourceIsMime = false;
+  Changed = false;
 }
 
 // ---------------------------------------------------------------- loading
@@ -435,6 +437,7 @@ bool TKwMailMessage::LoadPDF(const std::string& fileName) {
 // ---------------------------------------------------------------- MIME decoding
 
 void TKwMailMessage::DecodeMimeMessage() {
+  Changed = false;
   Attachments->Clear();
   Headers->Clear();
   TextPart.clear();
@@ -503,16 +506,8 @@ bool TKwMailMessage::TryDecryptSMime() {
 void TKwMailMessage::DecodeMimeText(std::string_view mimeText, bool sourceText) {
   const TKwMimeMessage mime(mimeText);
   if (sourceText) ClassifyBounce(mime);
-  const TKwMimePart root = mime.Root();
-  FTreeWalkNeeded = false;
   FWalkDepth = 0;
-  DecodeMimeWalk(root);
-  if (!FTreeWalkNeeded) return;
-  TextPart.clear();
-  HtmlPart.clear();
-  Attachments->Clear();
-  FWalkDepth = 0;
-  CheckMimePart(root, TKwMimePart());
+  DecodeMimeWalk(mime.Root());
 }
 
 void TKwMailMessage::DecodeMimeWalk(const TKwMimePart& container) {
@@ -534,7 +529,9 @@ void TKwMailMessage::DecodeMimeWalk(const TKwMimePart& container) {
 
 // A text part fills its body (the last one wins) unless it is an attachment; a part with
 // disposition attachment or inline becomes an attachment; a part without content type
-// is body text. Anything else the walk leaves out, and notes when that loses content.
+// is body text. Beyond that, so that no content is lost: a text part marked as an
+// attachment is one, uuencoded files inside body text become attachments, and a leaf
+// without disposition that is a whole message or has a file name is an attachment.
 void TKwMailMessage::DecodeMimeWalkPart(const TKwMimePart& part) {
   const std::string contentType = part.ContentType();
   if (StartsWith(contentType, "multipart") && FWalkDepth < kMaxWalkDepth) {
@@ -549,19 +546,31 @@ void TKwMailMessage::DecodeMimeWalkPart(const TKwMimePart& part) {
     std::string& charset = isHtml ? HtmlPartCharset : TextPartCharset;
     if (std::string named = CharsetFromAttributes(part.ContentTypeAttributes()); !named.empty()) charset = named;
     const std::string bytes = part.DecodedBytes();
-    if (isPlain && HasUuencodedFile(bytes)) FTreeWalkNeeded = true;
-    (isHtml ? HtmlPart : TextPart) = SplitTextLines(ConvertToUtf8(bytes, charset));
+    if (isHtml) HtmlPart = SplitTextLines(ConvertToUtf8(bytes, charset));
+    else TextPart = SplitTextLines(ConvertToUtf8(TakeUuencodedFiles(bytes), charset));
   } else if (isAttachment || isHtml || isPlain || StartsWith(disposition, "inline")) {
     AddWalkAttachment(part, contentType);
   } else if (contentType.empty()) {
     const std::string bytes = part.DecodedBytes();
     if (bytes.empty()) return;
     TextPartCharset = CharsetFromAttributes(part.ContentTypeAttributes());
-    if (HasUuencodedFile(bytes)) FTreeWalkNeeded = true;
-    TextPart = SplitTextLines(ConvertToUtf8(bytes, TextPartCharset));
-  } else if (!part.IsMultipart() && (part.IsMessage() || !part.FileName().empty())) {
-    FTreeWalkNeeded = true;
+    TextPart = SplitTextLines(ConvertToUtf8(TakeUuencodedFiles(bytes), TextPartCharset));
+  } else if (!part.IsMultipart() && part.IsMessage()) {
+    AddEmbeddedMessage(part);
+  } else if (!part.IsMultipart() && !part.FileName().empty()) {
+    AddWalkAttachment(part, contentType);
   }
+}
+
+// The uuencoded files of body text as attachments; returns the text without them.
+std::string TKwMailMessage::TakeUuencodedFiles(const std::string& bytes) {
+  if (!HasUuencodedFile(bytes)) return bytes;
+  std::string text;
+  for (TKwUuFile& file : ExtractUuencodedFiles(bytes, text)) {
+    const std::string name = SafeFileName(ConvertToUtf8(file.FileName, ""));
+    Attachments->AddFromStream(file.Bytes, name.empty() ? FallbackAttachmentName("") : name);
+  }
+  return text;
 }
 
 void TKwMailMessage::AddWalkAttachment(const TKwMimePart& part, const std::string& contentType) {

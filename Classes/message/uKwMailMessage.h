@@ -115,10 +115,10 @@ class TKwMailMessage : public TKwBaseMessage {
   // BounceCheck's verdict over SourceLines, copied into the three bounce members.
   // DecodeMimeMessage has it classify the tree it parsed from SourceLines, when it did.
   void ClassifyBounce();
-  // The second walk over a parsed MIME tree: fills the bodies (the first plain and the
-  // first HTML part win) and the attachments, uuencoded files inside text parts
-  // included. DecodeMimeMessage runs it in place of its first walk for messages that walk
-  // cannot split; the root part is passed with a null parent.
+  // The second walk, for a message held as a parsed MIME tree: fills the bodies (the
+  // first plain and the first HTML part win) and the attachments, uuencoded files inside
+  // text parts included; the root part is passed with a null parent. DecodeMimeMessage
+  // never runs it: a message decoded from its lines takes the first walk alone.
   void CheckMimePart(const TKwMimePart& part, const TKwMimePart& parent);
 
   // ---- Derived data ----
@@ -142,6 +142,11 @@ class TKwMailMessage : public TKwBaseMessage {
   const std::unique_ptr<TKwSingleFilesOptions> SaveOptions = std::make_unique<TKwSingleFilesOptions>();
   bool SourceIsMime = false;
   TStringList SourceLines;  // the raw MIME source, one line per item
+  // Set by whatever changes the decoded parts after the load (a pass that strips
+  // attachments): SourceLines then no longer say what the message holds, and the MIME
+  // writers encode the parts instead of passing SourceLines through. Not published;
+  // Assign copies it, Clear and every load reset it.
+  bool Changed = false;
   TStringList WordsList;
 
   // ---- Members ----
@@ -189,13 +194,13 @@ class TKwMailMessage : public TKwBaseMessage {
   void DecodeMimeWalk(const TKwMimePart& container);
   void DecodeMimeWalkPart(const TKwMimePart& part);
   void AddWalkAttachment(const TKwMimePart& part, const std::string& contentType);
+  std::string TakeUuencodedFiles(const std::string& bytes);
   bool CheckMimePartForAttachments(const TKwMimePart& part, const TKwMimePart& parent);
   void CheckMimePartForTextHtml(const TKwMimePart& part);
   void CheckMimePartForText(const TKwMimePart& part, std::string_view bytes);
   void AddEmbeddedMessage(const TKwMimePart& part);
 
   std::unique_ptr<TKwIPToCountry> FIPToCountry;  // opened on first use
-  bool FTreeWalkNeeded = false;  // the first walk met content it cannot split
   bool FBounceClassified = false;  // during DecodeMimeMessage
   int FWalkDepth = 0;
 };

@@ -156,7 +156,9 @@ std::string_view MessageIdInnerText(std::string_view messageId) {
   const std::size_t open = messageId.find('<');
   if (open == std::string_view::npos) return messageId;
   messageId.remove_prefix(open + 1);
-  return TrimBlanks(messageId.substr(0, messageId.find('>')));
+  // Blanks inside the brackets belong to the id: trimming them would give the message
+  // another unique id than the one earlier runs stored.
+  return messageId.substr(0, messageId.find('>'));
 }
 
 std::string PartText(int code, const TNameSources& s) {

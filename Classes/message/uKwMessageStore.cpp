@@ -11,7 +11,8 @@ namespace {
 constexpr char kSchema[] =
     "CREATE TABLE IF NOT EXISTS Messages (UniqueId TEXT PRIMARY KEY, SourceFile TEXT, Sender TEXT, "
     "Subject TEXT, LocalDate REAL, Size INTEGER);"
-    "CREATE INDEX IF NOT EXISTS MessagesBySource ON Messages (SourceFile);";
+    "CREATE INDEX IF NOT EXISTS MessagesBySource ON Messages (SourceFile);"
+    "CREATE TABLE IF NOT EXISTS OtherFiles (SourceFile TEXT PRIMARY KEY, UniqueId TEXT);";
 }  // namespace
 
 TKwMessageStore::TKwMessageStore(std::string folder) : FFolder(std::move(folder)) {}
@@ -31,8 +32,10 @@ bool TKwMessageStore::Open() {
     return Fail(FDatabase.LastError());
   if (!FFind.Prepare(FDatabase, "SELECT UniqueId, SourceFile, Sender, Subject, LocalDate, Size "
                                 "FROM Messages WHERE UniqueId = ?") ||
-      !FFindBySource.Prepare(FDatabase, "SELECT UniqueId FROM Messages WHERE SourceFile = ? LIMIT 1") ||
-      !FInsert.Prepare(FDatabase, "INSERT OR IGNORE INTO Messages VALUES (?, ?, ?, ?, ?, ?)"))
+      !FFindBySource.Prepare(FDatabase, "SELECT UniqueId FROM Messages WHERE SourceFile = ?1 UNION ALL "
+                                        "SELECT UniqueId FROM OtherFiles WHERE SourceFile = ?1 LIMIT 1") ||
+      !FInsert.Prepare(FDatabase, "INSERT OR IGNORE INTO Messages VALUES (?, ?, ?, ?, ?, ?)") ||
+      !FInsertFile.Prepare(FDatabase, "INSERT OR REPLACE INTO OtherFiles VALUES (?, ?)"))
     return Fail(FDatabase.LastError());
   return true;
 }
@@ -90,6 +93,15 @@ bool TKwMessageStore::AddMessage(TKwMailMessage& message, const std::string& uni
   FInsert.BindDouble(5, GmtToLocal(h.SubmitDate.GmtDate));
   FInsert.BindInt64(6, static_cast<int64_t>(fs::file_size(path, ec)));
   if (!FInsert.Execute()) return Fail(FInsert.LastError());
+  return true;
+}
+
+bool TKwMessageStore::AddFilename(const std::string& uniqueId, const std::string& fileName) {
+  if (!FInsertFile.IsPrepared()) return Fail("The store \"" + FFolder + "\" is not open");
+  if (!ExistMessage(uniqueId)) return Fail("The store holds no message " + uniqueId);
+  FInsertFile.BindText(1, fileName);
+  FInsertFile.BindText(2, uniqueId);
+  if (!FInsertFile.Execute()) return Fail(FInsertFile.LastError());
   return true;
 }
 

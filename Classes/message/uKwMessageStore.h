@@ -39,6 +39,10 @@ class TKwMessageStore {
   bool LoadSummary(const std::string& uniqueId, TKwStoredSummary& summary);
   // Stores the message once: an id already present keeps its first copy (true).
   bool AddMessage(TKwMailMessage& message, const std::string& uniqueId, const std::string& sourceFile);
+  // Records one more file that holds the stored message uniqueId (a copy a target wrote),
+  // so that GetUniqueIdFromFilename finds it by that file too. False when the id is not
+  // stored.
+  bool AddFilename(const std::string& uniqueId, const std::string& fileName);
   // Loads a stored message; false when absent or unreadable.
   bool LoadMessage(const std::string& uniqueId, TKwMailMessage& message);
 
@@ -52,5 +56,5 @@ class TKwMessageStore {
   std::string FFolder;
   std::string FErrorText;
   TKwSqliteDatabase FDatabase;
-  TKwSqliteStatement FFind, FFindBySource, FInsert;
+  TKwSqliteStatement FFind, FFindBySource, FInsert, FInsertFile;
 };

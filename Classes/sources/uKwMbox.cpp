@@ -23,6 +23,9 @@ constexpr std::string_view kEudoraSeparator = "From ???@???";
 constexpr size_t kSeparatorProbeLength = kEudoraSeparator.size();
 constexpr std::string_view kQuotedFrom = ">From ";
 constexpr size_t kWriteBufferSize = size_t{64} << 10;
+// Every written line ends so, as the desktop program's text writer ends them; the reader
+// takes CR LF, LF and CR alike.
+constexpr std::string_view kLineEnd = "\r\n";
 
 bool IsBlankLine(std::string_view line) {
   for (char c : line)
@@ -125,27 +128,44 @@ bool ReadCutLine(TStreamLineReader& reader, TMboxFamily family, std::string_view
 
 }  // namespace
 
-// An append-only file with its own buffer. Owns its descriptor. The first failure is kept
-// and later writes are dropped, so that Close can report it.
+// What a writer appends, staged in an unnamed temporary file until Close puts it at the
+// end of the mailbox in one go: nothing reaches the mailbox before the save, and a run
+// that never saves (or a crash) leaves it as it was. Owns both descriptors. The first
+// failure is kept and later writes are dropped, so that Close can report it.
 class TKwMboxFileWriter {
  public:
-  // Raises EKwStreamError when the file cannot be opened or created.
+  // Raises EKwStreamError when the mailbox could not be written where it is, or when no
+  // temporary file can be made.
   TKwMboxFileWriter(const std::string& fileName, bool startWithLineBreak) : FFileName(fileName) {
-    do {
-      FHandle = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
-    } while (FHandle < 0 && errno == EINTR);
-    if (FHandle < 0)
+    const std::filesystem::path path(fileName);
+    std::error_code ec;
+    const std::filesystem::path folder = path.has_parent_path() ? path.parent_path() : ".";
+    const bool exists = std::filesystem::exists(path, ec);
+    if (!exists && !std::filesystem::is_directory(folder, ec))
+      throw EKwStreamError("Cannot open file \"" + fileName + "\" for writing: " +
+                           std::system_category().message(ENOENT));
+    if (::access(exists ? fileName.c_str() : folder.c_str(), W_OK) != 0)
       throw EKwStreamError("Cannot open file \"" + fileName + "\" for writing: " +
                            std::system_category().message(errno));
+    // Beside the mailbox when the file system can hold an unnamed file, so that a new
+    // mailbox is the staged file given its name; else in the temporary folder.
+    FStaging = ::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+    FLinkable = FStaging >= 0;
+    if (!FLinkable) {
+      std::string staging = (std::filesystem::temp_directory_path(ec) / "quillon-mbox-XXXXXX").string();
+      FStaging = ::mkstemp(staging.data());
+      if (FStaging < 0)
+        throw EKwStreamError("Cannot make a temporary file for \"" + fileName + "\": " +
+                             std::system_category().message(errno));
+      ::unlink(staging.c_str());
+    }
     FBuffer.reserve(kWriteBufferSize);
     // Appending after a last line without a line break would glue our separator to it.
-    if (startWithLineBreak) FBuffer.push_back('\n');
+    if (startWithLineBreak) FBuffer.append("\r\n");
   }
 
   ~TKwMboxFileWriter() {
-    if (FHandle < 0) return;
-    Flush();
-    ::close(FHandle);
+    if (FStaging >= 0) ::close(FStaging);
   }
 
   TKwMboxFileWriter(const TKwMboxFileWriter&) = delete;
@@ -157,31 +177,67 @@ class TKwMboxFileWriter {
     if (FBuffer.size() >= kWriteBufferSize) Flush();
   }
 
-  // "" when every byte reached the file.
+  // Appends what was staged to the mailbox (creating it when missing). "" when every
+  // byte reached it.
   std::string Close() {
     Flush();
-    if (::close(FHandle) != 0 && FError.empty()) SetError(errno);
-    FHandle = -1;
+    if (FError.empty() && !LinkStagingAsMailbox()) AppendStagingToMailbox();
+    ::close(FStaging);
+    FStaging = -1;
     return FError;
   }
 
  private:
   void Flush() {
+    if (WriteAll(FStaging, FBuffer.data(), FBuffer.size())) FStagedSize += FBuffer.size();
+    FBuffer.clear();
+  }
+
+  // A mailbox that does not exist yet becomes the staged file itself, without a copy.
+  bool LinkStagingAsMailbox() {
+    std::error_code ec;
+    if (!FLinkable || std::filesystem::exists(FFileName, ec)) return false;
+    const std::string staged = "/proc/self/fd/" + std::to_string(FStaging);
+    return ::linkat(AT_FDCWD, staged.c_str(), AT_FDCWD, FFileName.c_str(), AT_SYMLINK_FOLLOW) == 0;
+  }
+
+  void AppendStagingToMailbox() {
+    int mailbox;
+    do {
+      mailbox = ::open(FFileName.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0666);
+    } while (mailbox < 0 && errno == EINTR);
+    if (mailbox < 0) return SetError(errno);
+    std::string chunk(size_t{1} << 20, '\0');
+    for (off_t offset = 0; FError.empty() && static_cast<size_t>(offset) < FStagedSize;) {
+      const ssize_t got = ::pread(FStaging, chunk.data(), chunk.size(), offset);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) {
+        SetError(got < 0 ? errno : EIO);
+        break;
+      }
+      if (WriteAll(mailbox, chunk.data(), static_cast<size_t>(got))) offset += got;
+    }
+    if (::close(mailbox) != 0 && FError.empty()) SetError(errno);
+  }
+
+  bool WriteAll(int handle, const char* data, size_t size) {
     size_t done = 0;
-    while (FError.empty() && done < FBuffer.size()) {
-      const ssize_t written = ::write(FHandle, FBuffer.data() + done, FBuffer.size() - done);
+    while (FError.empty() && done < size) {
+      const ssize_t written = ::write(handle, data + done, size - done);
       if (written < 0 && errno == EINTR) continue;
       if (written <= 0) SetError(written < 0 ? errno : EIO);
       else done += static_cast<size_t>(written);
     }
-    FBuffer.clear();
+    return FError.empty();
   }
 
   void SetError(int error) {
     FError = "Cannot write file \"" + FFileName + "\": " + std::system_category().message(error);
   }
 
-  int FHandle = -1;
+  int FStaging = -1;
+  bool FLinkable = false;  // FStaging is an unnamed file in the mailbox's folder
+  size_t FStagedSize = 0;
   std::string FBuffer;
   std::string FError;
   std::string FFileName;
@@ -466,14 +522,14 @@ void TKwMbox::AddStrings(const TStringList& lines) {
   }
   for (const std::string& line : lines) {
     FWriter->Write(line);
-    FWriter->Write("\n");
+    FWriter->Write(kLineEnd);
   }
 }
 
 void TKwMbox::WriteMessageLine(std::string_view line) {
   if (line.starts_with(kMboxrdSeparator)) FWriter->Write(">");
   FWriter->Write(line);
-  FWriter->Write("\n");
+  FWriter->Write(kLineEnd);
 }
 
 void TKwMbox::AddMessage(const TStringList& lines, std::string_view sender, TDateTime gmtDate) {
@@ -492,7 +548,7 @@ void TKwMbox::AddMessage(const TStringList& lines, std::string_view sender, TDat
     FWriter->Write(fmt::format("{}{} {}", kMboxrdSeparator, sender.empty() ? "MAILER-DAEMON" : sender,
                                AsctimeText(gmtDate)));
   }
-  FWriter->Write("\n");
+  FWriter->Write(kLineEnd);
   bool endsWithEmptyLine = false;
   for (size_t i = first; i < lines.size(); ++i) {
     // A string that holds line breaks is written as the lines it holds; a line break at
@@ -508,7 +564,7 @@ void TKwMbox::AddMessage(const TStringList& lines, std::string_view sender, TDat
       rest.remove_prefix(lineEnd + (isCrLf ? 2 : 1));
     } while (!rest.empty());
   }
-  if (!endsWithEmptyLine) FWriter->Write("\n");
+  if (!endsWithEmptyLine) FWriter->Write(kLineEnd);
 }
 
 bool TKwMbox::Save() {

@@ -3,7 +3,8 @@
 // the file once (the offset of each message's separator line and each message's unique
 // id) and then cuts out any message by its number, one message in memory at a time.
 // Opened for writing it indexes the existing file for its unique ids and appends
-// messages at its end, UTF-8 bytes as given, LF line ends, never a byte-order mark.
+// messages at its end, UTF-8 bytes as given, CR LF line ends, never a byte-order mark;
+// what is added reaches the file only with Save (a mailbox never saved stays as it was).
 //
 // Owns its file, line reader, writer and lists; used from one thread. Failures are
 // returned as false plus a text (LoadFromFile, Save) or left in ErrorText (cuts, writes);
@@ -77,8 +78,8 @@ class TKwMbox {
   TKwMbox& operator=(const TKwMbox&) = delete;
 
   // Clear, then open fileName in mode: mbmRead opens and indexes it and keeps it open for
-  // cuts; mbmWrite indexes it when it exists and opens it for appending (creating it when
-  // missing); mbmUndefined opens nothing. False with errorText when the file cannot be
+  // cuts; mbmWrite indexes it when it exists and readies the appending (the file
+  // is created by Save); mbmUndefined opens nothing. False with errorText when the file cannot be
   // opened, read or created. A NUL byte stops indexing there (what lies before it is
   // indexed; ErrorText says where).
   bool LoadFromFile(const std::string& fileName, TMboxMode mode, std::string& errorText);
@@ -113,8 +114,9 @@ class TKwMbox {
   // "From " quoted as ">From ", and an empty line unless the message ends with one. Strings
   // holding line breaks are written as several lines.
   void AddMessage(const TStringList& lines, std::string_view sender, TDateTime gmtDate);
-  // Clears ErrorText; in write mode flushes and closes the file. False with ErrorText when
-  // some write since the opening failed.
+  // Clears ErrorText; in write mode appends everything added since the opening to the
+  // file (creating it when missing) and closes the writer. False with ErrorText when some
+  // write since the opening failed.
   bool Save();
   // Empties both lists; in read mode also closes the file. An open writer stays open.
   void Clear();

@@ -70,9 +70,13 @@ struct TKwRegEx::TCompiled {
 };
 
 TKwRegEx::TKwRegEx(std::string_view pattern, bool caseSensitive)
+    : TKwRegEx(pattern, TKwRegExFlags{.CaseSensitive = caseSensitive}) {}
+
+TKwRegEx::TKwRegEx(std::string_view pattern, TKwRegExFlags flags)
     : FCompiled(std::make_unique<TCompiled>()) {
   uint32_t options = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF;
-  if (!caseSensitive) options |= PCRE2_CASELESS;
+  if (!flags.CaseSensitive) options |= PCRE2_CASELESS;
+  if (flags.DotMatchesLineBreaks) options |= PCRE2_DOTALL;
   std::unique_ptr<pcre2_compile_context, void (*)(pcre2_compile_context*)> compileContext(
       pcre2_compile_context_create(nullptr), pcre2_compile_context_free);
 #ifdef PCRE2_EXTRA_CASELESS_RESTRICT

@@ -13,11 +13,17 @@
 #include <memory>
 #include <string_view>
 
+struct TKwRegExFlags {
+  bool CaseSensitive = false;  // else ASCII letters fold to ASCII letters only
+  bool DotMatchesLineBreaks = false;  // "." also matches CR and LF
+};
+
 class TKwRegEx {
  public:
-  // Case-insensitive unless caseSensitive; ASCII letters only fold to ASCII letters.
+  // Case-insensitive unless caseSensitive; "." stops at line breaks.
   // Throws std::invalid_argument naming the pattern and the error for a bad pattern.
   explicit TKwRegEx(std::string_view pattern, bool caseSensitive = false);
+  TKwRegEx(std::string_view pattern, TKwRegExFlags flags);
   ~TKwRegEx();
   TKwRegEx(TKwRegEx&&) noexcept;
   TKwRegEx& operator=(TKwRegEx&&) noexcept;

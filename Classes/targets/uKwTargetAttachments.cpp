@@ -1,79 +1,17 @@
 #include "uKwTargetAttachments.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
 #include "uKwActionLog.h"
 #include "uKwAttachments.h"
-#include "uKwDateTime.h"
 #include "uKwFoldersTree.h"
 #include "uKwMailMessage.h"
 #include "uKwMessageName.h"
+#include "uKwMessageOutput.h"
 #include "uKwSubs.h"
 
 namespace fs = std::filesystem;
-
-namespace {
-
-constexpr std::string_view kCommonAttachmentsFolder = "Attachments/";
-
-// One level of a folder path taken from mail or from a source: never a separator, never
-// "." or "..", never empty.
-std::string SafeFolderLevel(std::string_view text) {
-  std::string level = ReplaceInvalidCharactersFilename(text, "_");
-  if (level.find_first_not_of('.') == std::string::npos) return "_";
-  return level;
-}
-
-std::string AsciiLower(std::string text) {
-  for (char& c : text)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-  return text;
-}
-
-// The source folder's path, one safe level per component.
-std::string SourceFolderLevels(const TKwFolderInfo& folder) {
-  std::string path = !folder.FolderPathClean.empty() ? folder.FolderPathClean
-                     : !folder.FolderPath.empty()    ? folder.FolderPath
-                                                     : folder.FolderName;
-  std::string levels;
-  size_t start = 0;
-  while (start <= path.size()) {
-    size_t end = path.find_first_of("/\\", start);
-    if (end == std::string::npos) end = path.size();
-    std::string_view component = std::string_view(path).substr(start, end - start);
-    if (!component.empty() && component != "." && component != "..")
-      levels += SafeFolderLevel(component) + "/";
-    start = end + 1;
-  }
-  return levels;
-}
-
-std::string YearMonth(TDateTime localDate) {
-  TKwDateParts parts = DecodeDateTime(localDate);
-  char text[16];
-  std::snprintf(text, sizeof text, "%04d-%02d", parts.Year, parts.Month);
-  return text;
-}
-
-std::string SenderStructureLevels(TSFSubFolderStructure structure, const TKwEmailAddress& from) {
-  const std::string address = SafeFolderLevel(from.Address);
-  const std::string domain = SafeFolderLevel(from.Domain());
-  switch (structure) {
-    case sfsCreateFromAddressPart: return address + "/";
-    case sfsCreateFromDomainPart: return domain + "/";
-    case sfsFromDomainFromAddress: return domain + "/" + address + "/";
-    case sfsFromHashAddress: {
-      // Domain first on purpose: a domain's senders sort together.
-      std::string level = from.Domain() + "@" + from.EmailId() + " [" + CRC32String(from.Address) + "]";
-      return SafeFolderLevel(level) + "/";
-    }
-    default: return {};
-  }
-}
-
-}  // namespace
 
 // ---------------------------------------------------------------- filter
 
@@ -84,11 +22,12 @@ void TKwTargetAttachmentsFilter::Publish(TKwPublisher& p) {
   p.Strings("AttachmentsList", AttachmentsList);
 }
 
-void TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachments) const {
-  if (!Enable || attachments.GetCount() == 0) return;
+int TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachments) const {
+  if (!Enable || attachments.GetCount() == 0) return 0;
+  const int before = attachments.GetCount();
   if (RemoveAll) {
     for (int i = attachments.GetCount() - 1; i >= 0; --i) attachments.Delete(i);
-    return;
+    return before;
   }
   for (const std::string& name : AttachmentsList) {
     for (int i = attachments.GetCount() - 1; i >= 0; --i) {
@@ -97,11 +36,13 @@ void TKwTargetAttachmentsFilter::StripAttachments(TKwAttachmentsList& attachment
         attachments.Delete(i);
     }
   }
+  return before - attachments.GetCount();
 }
 
 void TKwTargetAttachmentsFilter::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
-  StripAttachments(*message.Attachments);
+  // The source lines still hold what was removed: later mail files must be encoded anew.
+  if (StripAttachments(*message.Attachments) > 0) message.Changed = true;
   TKwTargetMailPassBase::ProcessMessage(message);
   if (GlobalOptions && GlobalOptions->DetailedLog) {
     const TKwHeaders& headers = *message.Headers;
@@ -117,40 +58,11 @@ void TKwTargetMailAttachments::Publish(TKwPublisher& p) {
   p.Object("Options", *Options);
 }
 
-std::string TKwTargetMailAttachments::MessageFolder(const TKwMailMessage& message) const {
-  const TKwSingleFilesOptions& o = *Options;
-  std::string folder = IncludeTrailingPathDelimiter(o.TargetFolder);
-  if (o.SubFolderStructure == sfsDontCreateSubFolders) return folder;
-  if (o.FolderStructureUseVariable1 && !o.Variable1.empty()) folder += SafeFolderLevel(o.Variable1) + "/";
-  if (o.SubFolderComputerName) folder += SafeFolderLevel(AsciiLower(GetComputerName())) + "/";
-  if (o.SubFolderUserName) folder += SafeFolderLevel(AsciiLower(GetUserName())) + "/";
-  if (o.SubFolderYearMonth) folder += YearMonth(message.Headers->SubmitDate.LocalDate()) + "/";
-  if (o.SubFolderStructure == sfsLikeEmailSourceFolders)
-    folder += SourceFolderLevels(*FFolderInfo);
-  else
-    folder += SenderStructureLevels(o.SubFolderStructure, message.Headers->From);
-  return folder;
-}
-
 std::string TKwTargetMailAttachments::AttachmentsFolderFor(const TKwMailMessage& message) const {
-  const std::string root = IncludeTrailingPathDelimiter(Options->TargetFolder);
-  const TKwEmailAddress& from = message.Headers->From;
-  switch (Options->AttachmentsFolder) {
-    case afpCommonRoot: return root;
-    case afpCommonSubfolder: return root + std::string(kCommonAttachmentsFolder);
-    case afpNamedAsMessage: {
-      std::string name = BuildDefaultEmailFileName(from.Address, message.Headers->Subject,
-                                                   message.Headers->SubmitDate.LocalDate(), ffNone,
-                                                   Options->Filename->FilenameLength);
-      return MessageFolder(message) + AttachmentDiskName(name) + "/";
-    }
-    case afpNamedAsSenderAddress: return MessageFolder(message) + SafeFolderLevel(from.Address) + "/";
-    case afpNamedAsSenderDomain: return MessageFolder(message) + SafeFolderLevel(from.Domain()) + "/";
-    case afpNamedAsSenderDomainAddress:
-      return MessageFolder(message) + SafeFolderLevel(from.Domain()) + "/" +
-             SafeFolderLevel(from.Address) + "/";
-    default: return MessageFolder(message);
-  }
+  const std::string messageFolder = MessageFolder(message, *Options);
+  const std::string folder =
+      ::AttachmentsFolderFor(message, *Options, messageFolder, MessageFileName(message, *Options));
+  return folder.empty() ? messageFolder : folder;  // afpNone: no message file to hold them
 }
 
 std::string TKwTargetMailAttachments::AttachmentNameTemplate(const TKwMailMessage& message) const {
@@ -223,6 +135,8 @@ void TKwTargetMailAttachments::LogMessageStatus() {
 void TKwTargetMailAttachments::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
   TKwTargetMailBase::ProcessMessage(message);
+  Options->Filename->EmailClientFolderName = FFolderInfo->GetFolderName();
+  Options->Filename->EmailClientFolderPath = FFolderInfo->FolderPathClean;
   FMailMessage->SaveOptions->Assign(*Options);
   FWritten = FSkipped = FFailed = 0;
   const TKwAttachmentsList& attachments = *FMailMessage->Attachments;

@@ -24,23 +24,18 @@ class TKwTargetAttachmentsFilter : public TKwTargetMailPassBase {
   void ProcessMessage(TKwMailMessage& message) override;
 
   // The stripping rule alone. Names are compared in lower case; inline parts are never
-  // removed by name. Nothing happens unless Enable is set.
-  void StripAttachments(TKwAttachmentsList& attachments) const;
+  // removed by name. Nothing happens unless Enable is set. Returns how many went.
+  int StripAttachments(TKwAttachmentsList& attachments) const;
 
   bool Enable = true;
   bool RemoveAll = false;
   TStringList AttachmentsList;  // file names to strip when RemoveAll is false
 };
 
-// Saves attachments under Options.TargetFolder:
-// - the message's folder is the single-file folder of the message (TargetFolder, then the
-//   levels that SubFolderStructure and its companions add);
-// - AttachmentsFolder then places the files: afpNone and afpSameFolderAsMessage in the
-//   message's folder; afpCommonRoot in TargetFolder itself; afpCommonSubfolder in
-//   TargetFolder + "Attachments/"; afpNamedAsMessage in a folder named as the message's
-//   default file name; afpNamedAsSenderAddress, afpNamedAsSenderDomain and
-//   afpNamedAsSenderDomainAddress in folders named by the sender ("domain/address" for
-//   the last), each below the message's folder;
+// Saves attachments under Options.TargetFolder, in the folders the single-files target
+// would give the message (one rule, MessageFolder and AttachmentsFolderFor of
+// uKwMessageOutput); afpNone, having no message file to keep them in, saves them in the
+// message's folder.
 // - AttachmentFilename, when Enabled with Parts holding fpAttachmentFilename, names each
 //   file by the template; otherwise files keep their own (cleaned) names;
 // - DuplicatedFilesAction decides about names already taken; SaveInlineAttachments adds
@@ -62,7 +57,6 @@ class TKwTargetMailAttachments : public TKwTargetMailBase {
   const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
 
  private:
-  std::string MessageFolder(const TKwMailMessage& message) const;
   void SaveMessageAttachments(TKwMailMessage& message);
   void RecordResults(const TKwAttachmentsList& attachments);
   void LogError(const std::string& error, const std::string& fileName);

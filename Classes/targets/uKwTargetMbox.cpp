@@ -77,7 +77,7 @@ void TKwTargetMailMbox::ProcessMessage(TKwMailMessage& message) {
     Log->IncSkipped();
   } else {
     FMbox->AddUniqueId(uniqueId);
-    TStringList lines = working.SourceIsMime ? working.SourceLines : EncodeMIMEMessage(working);
+    const TStringList lines = MessageMimeLines(working, true, IncludeImagesInTarget);
     FMbox->AddMessage(lines, h.ReturnPath.Address.empty() ? h.From.Address : h.ReturnPath.Address,
                       h.SubmitDate.GmtDate);
     FSaveStatus = ssSaved;

@@ -4,13 +4,33 @@
 
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
+#include "uKwEmailCache.h"
 #include "uKwFoldersTree.h"
 #include "uKwMailMessage.h"
 #include "uKwMessageOutput.h"
 
+TKwTargetMailSingleFiles::TKwTargetMailSingleFiles() = default;
+
+TKwTargetMailSingleFiles::~TKwTargetMailSingleFiles() = default;
+
 void TKwTargetMailSingleFiles::Publish(TKwPublisher& p) {
   TKwTargetMailBase::Publish(p);
   p.Object("Options", *Options);
+}
+
+void TKwTargetMailSingleFiles::InitializeExtractProcess(TKwFoldersTree& folders) {
+  TKwTargetMailBase::InitializeExtractProcess(folders);
+  FCache.reset();
+  if (!IsAvailable() || !GlobalOptions || !GlobalOptions->IndexEmail) return;
+  FCache = std::make_unique<TKwEmailCacheExplorer>();
+  if (FCache->Open()) return;
+  Log->AddErrorFull(FCache->ErrorText(), "Opening the e-mail cache", "", "", "", "", 0);
+  FCache.reset();
+}
+
+void TKwTargetMailSingleFiles::FinalizeExtractProcess() {
+  TKwTargetMailBase::FinalizeExtractProcess();
+  FCache.reset();
 }
 
 void TKwTargetMailSingleFiles::InitializeFolder(const TKwFolderInfo& folder) {
@@ -37,8 +57,20 @@ void TKwTargetMailSingleFiles::ProcessMessage(TKwMailMessage& message) {
     FSaveStatus = result.Status;
     error = result.ErrorMessage;
     message.LastSavedFilename = working.LastSavedFilename;
+    if (!working.LastSavedFilename.empty()) AddToEmailCache(message, working.LastSavedFilename);
   }
   RecordStatus(output.TargetFolder, output.Filename, error);
+}
+
+// A message the cache holds already (the source cached it) gets the file as one more of
+// its files; a new one is cached under the file.
+void TKwTargetMailSingleFiles::AddToEmailCache(TKwMailMessage& message, const std::string& fileName) {
+  std::error_code ec;
+  if (!FCache || !std::filesystem::exists(fileName, ec) || !FCache->GetUniqueIdFromFilename(fileName).empty()) return;
+  const std::string uniqueId = message.Headers->GetUniqueId();
+  const bool added = FCache->ExistMessage(uniqueId) ? FCache->AddFilename(uniqueId, fileName)
+                                                    : FCache->AddMessage(message, uniqueId, fileName);
+  if (!added) Log->AddErrorFull(FCache->ErrorText(), "Adding to the e-mail cache", fileName, "", "", "", 0);
 }
 
 void TKwTargetMailSingleFiles::RecordStatus(const std::string& targetFolder, const std::string& fileName,

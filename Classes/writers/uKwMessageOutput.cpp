@@ -11,6 +11,7 @@
 #include <optional>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -178,10 +179,10 @@ std::string AsciiLowerCase(std::string text) {
   return text;
 }
 
-// A name usable as one folder level: invalid characters replaced, never "." or "..".
+// A name usable as one folder level: invalid characters replaced, never only dots.
 std::string SafeComponent(std::string_view text) {
   std::string clean = ReplaceInvalidCharactersFilename(text, "_");
-  if (clean == "." || clean == "..") clean = "_";
+  if (!clean.empty() && clean.find_first_not_of('.') == std::string::npos) clean = "_";
   return clean;
 }
 
@@ -202,9 +203,8 @@ std::string SubFolders(const TKwMailMessage& message, const TKwSingleFilesOption
   if (options.FolderStructureUseVariable1) AddLevel(folder, options.Variable1);
   if (options.SubFolderComputerName) AddLevel(folder, AsciiLowerCase(GetComputerName()));
   if (options.SubFolderUserName) AddLevel(folder, AsciiLowerCase(GetUserName()));
-  const TDateTime gmt = message.Headers->SubmitDate.GmtDate;
-  if (options.SubFolderYearMonth && gmt != 0) {
-    const TKwDateParts parts = DecodeDateTime(GmtToLocal(gmt));
+  if (options.SubFolderYearMonth) {  // a message without a date goes to the zero date's "1899-12"
+    const TKwDateParts parts = DecodeDateTime(GmtToLocal(message.Headers->SubmitDate.GmtDate));
     AddLevel(folder, fmt::format("{:04}-{:02}", parts.Year, parts.Month));
   }
   const TKwEmailAddress& from = message.Headers->From;
@@ -300,28 +300,6 @@ std::string WithExtension(const std::string& fileName, std::string_view extensio
 
 std::string ArchiveExtension(TCompressionMethod method) {
   return method == cmZip ? GetFileFormatExtension(ffSfZip) : GetFileFormatExtension(ffSf7z);
-}
-
-std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
-                                 const TKwOutputFilename& output) {
-  const std::string& folder = output.TargetFolder;
-  const TKwEmailAddress& from = message.Headers->From;
-  std::string result = folder;
-  switch (options.AttachmentsFolder) {
-    case afpNone: return "";
-    case afpCommonRoot:
-      return IncludeTrailingPathDelimiter(options.TargetFolder) + std::string(kAttachmentsFolderName) + "/";
-    case afpCommonSubfolder: return folder + std::string(kAttachmentsFolderName) + "/";
-    case afpSameFolderAsMessage: return folder;
-    case afpNamedAsMessage: AddLevel(result, fs::path(output.Filename).stem().string()); break;
-    case afpNamedAsSenderAddress: AddLevel(result, from.Address); break;
-    case afpNamedAsSenderDomain: AddLevel(result, from.Domain()); break;
-    case afpNamedAsSenderDomainAddress:
-      AddLevel(result, from.Domain());
-      AddLevel(result, from.Address);
-      break;
-  }
-  return result;
 }
 
 // ---------------------------------------------------------------- writing
@@ -435,6 +413,29 @@ TSaveResult SaveAttachmentsApart(TKwMailMessage& message, const TKwSingleFilesOp
   return {};
 }
 
+bool IsSourceUnchanged(const TKwMailMessage& message) {
+  return message.SourceIsMime && !message.Changed && !message.SourceLines.empty();
+}
+
+bool HasImageToEmbed(const TKwMailMessage& message) {
+  const TKwAttachmentsList& attachments = *message.Attachments;
+  for (int i = 0; i < attachments.GetCount(); ++i) {
+    const TKwAttachment& a = attachments.GetAttachment(i);
+    if (a.Kind == akAttachment && IsImageFileName(a.FileName)) return true;
+  }
+  return false;
+}
+
+// The attachments as MIME parts: inline parts always, ordinary ones when asked for.
+void AddOutputParts(const TKwMailMessage& message, bool includeAttachments, TKwMimeOutputMessage& mime) {
+  const TKwAttachmentsList& attachments = *message.Attachments;
+  for (int i = 0; i < attachments.GetCount(); ++i) {
+    const TKwAttachment& a = attachments.GetAttachment(i);
+    if (includeAttachments || a.Kind != akAttachment)
+      mime.Parts.push_back({a.FileName, a.ContentID, a.Content, a.Kind != akAttachment});
+  }
+}
+
 TSaveResult WriteByFormat(TKwMailMessage& message, const std::string& fileName) {
   switch (message.SaveOptions->TargetFileFormat) {
     case ffSfEml: case ffSfMht: return SaveAsMIME(message, fileName);
@@ -465,6 +466,36 @@ TContentType PrepareOutputContent(TKwMailMessage& message, TContentType contentT
   return produced;
 }
 
+std::string MessageFolder(const TKwMailMessage& message, const TKwSingleFilesOptions& options) {
+  return IncludeTrailingPathDelimiter(options.TargetFolder) + SubFolders(message, options);
+}
+
+std::string MessageFileName(const TKwMailMessage& message, const TKwSingleFilesOptions& options) {
+  const int maxLength = options.Filename->FilenameLength >= 1 ? options.Filename->FilenameLength : kDefaultMaxFilenameLength;
+  return LimitedMessageName(message, options, maxLength);
+}
+
+std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
+                                 const std::string& messageFolder, const std::string& messageFileName) {
+  const TKwEmailAddress& from = message.Headers->From;
+  std::string result = messageFolder;
+  switch (options.AttachmentsFolder) {
+    case afpNone: return "";
+    case afpCommonRoot:
+      return IncludeTrailingPathDelimiter(options.TargetFolder) + std::string(kAttachmentsFolderName) + "/";
+    case afpCommonSubfolder: return messageFolder + std::string(kAttachmentsFolderName) + "/";
+    case afpSameFolderAsMessage: return messageFolder;
+    case afpNamedAsMessage: AddLevel(result, fs::path(messageFileName).stem().string()); break;
+    case afpNamedAsSenderAddress: AddLevel(result, from.Address); break;
+    case afpNamedAsSenderDomain: AddLevel(result, from.Domain()); break;
+    case afpNamedAsSenderDomainAddress:
+      AddLevel(result, from.Domain());
+      AddLevel(result, from.Address);
+      break;
+  }
+  return result;
+}
+
 bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionMethod,
                   TKwOutputFilename& output) {
   output = {};
@@ -474,8 +505,8 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
     return false;
   }
   const int maxLength = options.Filename->FilenameLength >= 1 ? options.Filename->FilenameLength : kDefaultMaxFilenameLength;
-  output.TargetFolder = IncludeTrailingPathDelimiter(options.TargetFolder) + SubFolders(message, options);
-  output.Filename = output.TargetFolder + LimitedMessageName(message, options, maxLength);
+  output.TargetFolder = MessageFolder(message, options);
+  output.Filename = output.TargetFolder + MessageFileName(message, options);
   const bool compressed = compressionMethod != cmNone;
   const std::string finalName = compressed ? WithExtension(output.Filename, ArchiveExtension(compressionMethod)) : output.Filename;
   std::error_code error;
@@ -491,7 +522,7 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
     output.Filename = compressed ? WithExtension(numbered, GetFileFormatExtension(options.TargetFileFormat)) : numbered;
     output.Result.Status = ssRenamed;
   }
-  output.AttachmentsFolder = AttachmentsFolderFor(message, options, output);
+  output.AttachmentsFolder = AttachmentsFolderFor(message, options, output.TargetFolder, output.Filename);
   return true;
 }
 
@@ -533,8 +564,7 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
 TSaveResult SaveAsMIME(TKwMailMessage& message, const std::string& fileName) {
   const bool webArchive = FilenameToSingleFileFormat(fileName) == ffSfMht;
   if (webArchive) return WriteFileBytes(fileName, JoinLinesCrLf(EncodeWebArchive(message)));
-  if (message.SourceIsMime && !message.SourceLines.empty())
-    return WriteFileBytes(fileName, JoinLinesCrLf(message.SourceLines));
+  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, JoinLinesCrLf(message.SourceLines));
   return WriteFileBytes(fileName,
                         JoinLinesCrLf(EncodeMIMEMessage(message, message.SaveOptions->InsertAttachmentsInTarget)));
 }
@@ -559,12 +589,22 @@ TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachm
   mime.HeaderLines = EncodedHeaderLines(message);
   if (!message.TextPart.empty()) mime.TextBody = JoinLines(message.TextPart, "\n");
   if (!message.HtmlPart.empty()) mime.HtmlBody = JoinLines(message.HtmlPart, "\n");
-  const TKwAttachmentsList& attachments = *message.Attachments;
-  for (int i = 0; i < attachments.GetCount(); ++i) {
-    const TKwAttachment& a = attachments.GetAttachment(i);
-    if (includeAttachments || a.Kind != akAttachment)
-      mime.Parts.push_back({a.FileName, a.ContentID, a.Content, a.Kind != akAttachment});
-  }
+  AddOutputParts(message, includeAttachments, mime);
+  return BuildMimeLines(mime);
+}
+
+TStringList MessageMimeLines(TKwMailMessage& message, bool includeAttachments, bool withImages) {
+  if (!withImages || !HasImageToEmbed(message))
+    return IsSourceUnchanged(message) ? message.SourceLines : EncodeMIMEMessage(message, includeAttachments);
+  TKwSingleFilesOptions& options = *message.SaveOptions;
+  const bool embedded = std::exchange(options.EmbedAttachmentsInBody, true);
+  PrepareOutputContent(message, ctHtml);
+  options.EmbedAttachmentsInBody = embedded;
+  TKwMimeOutputMessage mime;
+  mime.HeaderLines = EncodedHeaderLines(message);
+  if (!message.TextPart.empty()) mime.TextBody = JoinLines(message.TextPart, "\n");
+  mime.HtmlBody = JoinLines(message.OutputContent, "\n");
+  AddOutputParts(message, includeAttachments, mime);
   return BuildMimeLines(mime);
 }
 

@@ -10,8 +10,9 @@
 // Written files: text files end every line with CR LF. HTML is UTF-8 with a byte-order
 // mark (which browsers rank above any charset the message's own HTML declares). TXT
 // follows SaveOptions.FileEncoding (see EncodeTextFile). RTF is 7-bit with \uN? escapes.
-// EML is the message's own MIME source when it was loaded from MIME, else MIME built from
-// its parts; MHT is always built: multipart/related with the HTML form as root.
+// EML is the message's own MIME source when it was loaded from MIME and nothing changed
+// its parts since (a pass that stripped attachments), else MIME built from its parts; MHT
+// is always built: multipart/related with the HTML form as root.
 // PDF, MSG, the image formats, archives and encryption are not part of this build.
 
 #include <string>
@@ -21,6 +22,7 @@
 #include "uKwTypes.h"
 
 class TKwMailMessage;
+class TKwSingleFilesOptions;
 
 // A save outcome. ErrorMessage is set only with ssError.
 struct TSaveResult {
@@ -70,6 +72,21 @@ struct TKwOutputFilename {
   TSaveResult Result;             // ssSaved, ssRenamed, ssOverwritten, ssSkipped or ssError
 };
 
+// The one folder rule of the single-files and the attachments targets. MessageFolder: the
+// folder a message's file goes to, with a trailing "/": TargetFolder, then the levels of
+// FolderStructureUseVariable1, SubFolderComputerName, SubFolderUserName,
+// SubFolderYearMonth (the zero date's "1899-12" for a message without a date) and
+// SubFolderStructure, none of them under sfsDontCreateSubFolders; each level has the
+// characters a file name cannot hold replaced by "_", is "_" when made only of dots, and
+// is left out when empty. MessageFileName: the message's own name in that folder by the
+// file-name options, before the duplicated-files rule. AttachmentsFolderFor: where the
+// attachments of the message saved as messageFileName in messageFolder go, as listed at
+// TKwOutputFilename; "" for afpNone.
+std::string MessageFolder(const TKwMailMessage& message, const TKwSingleFilesOptions& options);
+std::string MessageFileName(const TKwMailMessage& message, const TKwSingleFilesOptions& options);
+std::string AttachmentsFolderFor(const TKwMailMessage& message, const TKwSingleFilesOptions& options,
+                                 const std::string& messageFolder, const std::string& messageFileName);
+
 // The file name for message under SaveOptions: folder levels by the sub-folder options,
 // the name by the file-name options (the Parts template for fnmAdvanced and fnfUserDefined,
 // else the layout Format names; script naming is not part of this build and falls back to
@@ -100,6 +117,13 @@ TSaveResult SaveAsRTF(TKwMailMessage& message, const std::string& fileName);
 // The message rebuilt as MIME lines from its headers, bodies and attachments (ordinary
 // attachments only when includeAttachments; inline parts always).
 TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachments = true);
+// The message as a mail file holds it (EML, mbox): its own SourceLines, byte for byte,
+// when it was loaded from MIME and is not Changed; else EncodeMIMEMessage. withImages
+// embeds the image attachments: each is shown after the HTML body (made from the text
+// when there is none) as an inline part with a content id, as PrepareOutputContent does
+// for EmbedAttachmentsInBody; with an image attachment to embed the message is always
+// encoded. The images' kind and content id change in message.
+TStringList MessageMimeLines(TKwMailMessage& message, bool includeAttachments = true, bool withImages = false);
 // The message as a web archive (MHT): its HTML form with the blocks SaveOptions ask for,
 // the inline parts beside it. Prepares OutputContent.
 TStringList EncodeWebArchive(TKwMailMessage& message);

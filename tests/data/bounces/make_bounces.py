@@ -395,7 +395,7 @@ Date: Tue, 16 Jan 2024 16:00:00 +0000
     RCPT TO command)
 """, "", "", "")
 
-# The reply comes on the line after the command: the quote must be on one line.
+# The reply comes on the line after the command: "." runs over the line break.
 write("26-plain-transcript-multiline.eml", """
 From: Mail Delivery Subsystem <MAILER-DAEMON@smtp.example.com>
 To: sam@example.com
@@ -405,7 +405,7 @@ Date: Tue, 16 Jan 2024 16:30:00 +0000
 Dialogue with mx.example.org:
 >>> RCPT TO:<ned@example.org>
 <<< 550 5.1.1 <ned@example.org>... User unknown
-""", "", "", "")
+""", "HardBounce", "HardBounce (550): Mailbox unavailable.", "ned@example.org")
 
 # ---------------------------------------------------------------- read receipts
 
