@@ -10,7 +10,7 @@ packages=(
   zlib1g-dev libsqlite3-dev uuid-dev libgmime-3.0-dev libpcre2-dev
   libarchive-dev libssl-dev
   libxlsxwriter-dev libgsf-1-dev libxml2-dev python3-openpyxl python3-xlrd
-  libpoppler-cpp-dev liblitehtml-dev libgumbo-dev libpango1.0-dev libcairo2-dev libjpeg-dev
+  libpoppler-cpp-dev liblitehtml-dev libgumbo-dev libpango1.0-dev libcairo2-dev libjpeg-dev libqpdf-dev
   fonts-dejavu-core fonts-noto-cjk p7zip-full
   python3-olefile libemail-outlook-message-perl libemail-address-perl poppler-utils
   time

@@ -177,6 +177,8 @@ class TKwMailMessage : public TKwBaseMessage {
   struct TSaveResult SaveAsTXT(const std::string& fileName);
   struct TSaveResult SaveAsRTF(const std::string& fileName);
   struct TSaveResult SaveAsMSG(const std::string& fileName);
+  struct TSaveResult SaveAsPDF(const std::string& fileName);
+  struct TSaveResult SaveAsImage(const std::string& fileName);
   TStringList EncodeMIMEMessage(bool includeAttachments = true) const;
 
  private:

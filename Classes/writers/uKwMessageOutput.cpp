@@ -365,6 +365,7 @@ std::optional<std::string> UnavailableOutput(const TKwSingleFilesOptions& option
   switch (options.TargetFileFormat) {
     case ffSfEml: case ffSfMht: case ffSfHtm: case ffSfTxt: case ffSfRtf: case ffSfMsg: break;
     case ffSfZip: case ffSf7z: break;
+    case ffSfPdf: case ffSfTiff: case ffSfPng: case ffSfJpeg: case ffSfBmp: case ffSfGif: break;
     default: return GetFileFormatName(options.TargetFileFormat);
   }
   return UnavailablePacking(options);
@@ -437,6 +438,8 @@ TSaveResult WriteByFormat(TKwMailMessage& message, const std::string& fileName) 
     case ffSfTxt: return SaveAsTXT(message, fileName);
     case ffSfRtf: return SaveAsRTF(message, fileName);
     case ffSfMsg: return SaveAsMSG(message, fileName);
+    case ffSfPdf: return SaveAsPDF(message, fileName);
+    case ffSfTiff: case ffSfPng: case ffSfJpeg: case ffSfBmp: case ffSfGif: return SaveAsImage(message, fileName);
     default: return ErrorResult(std::string(kFormatNotAvailable) + GetFileFormatName(message.SaveOptions->TargetFileFormat));
   }
 }

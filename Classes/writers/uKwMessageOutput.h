@@ -12,7 +12,8 @@
 // follows SaveOptions.FileEncoding (see EncodeTextFile). RTF is 7-bit with \uN? escapes.
 // EML is the message's own MIME source when it was loaded from MIME, else MIME built from
 // its parts; MHT is always built: multipart/related with the HTML form as root.
-// PDF, MSG, the image formats, archives and encryption are not part of this build.
+// MSG, PDF, the image formats (EMF excepted), packing and encryption are written by
+// uKwMessageOutputDocuments.
 
 #include <string>
 #include <string_view>

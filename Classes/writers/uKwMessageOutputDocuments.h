@@ -12,6 +12,16 @@
 
 TSaveResult SaveAsMSG(TKwMailMessage& message, const std::string& fileName);
 
+// The HTML form of the message (PrepareOutputContent with the blocks the options ask for;
+// for PDF also the summary block when PDF.InsertEmailHeaders) laid out on the pages of
+// Options.Page. Images come from the message's own parts; nothing is fetched.
+// PDF: document information from the message when PDF.InsertEmailMetadata (Title: subject,
+// Author: sender, creation date: submit date), which LoadPDF reads back.
+TSaveResult SaveAsPDF(TKwMailMessage& message, const std::string& fileName);
+// One image per page at 96 dpi: the first page is fileName, page n "<name>_page<n><ext>".
+// EMF has no writer on Linux and ends as ssError.
+TSaveResult SaveAsImage(TKwMailMessage& message, const std::string& fileName);
+
 // ffSfZip and ffSf7z: the message is written as EML and packed.
 bool IsPackingFormat(TFileFormat format);
 
