@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <unordered_map>
 
 #include "uKwImageCodec.h"
 
@@ -70,9 +71,30 @@ std::string MarkerText(const litehtml::list_marker& marker) {
   }
 }
 
+// Measured widths of words by font, kept across documents of one thread: mail repeats
+// its words, and shaping is the renderer's largest cost.
+class TWidthCache {
+ public:
+  const int* Find(const std::string& key) const {
+    const auto found = FWidths.find(key);
+    return found == FWidths.end() ? nullptr : &found->second;
+  }
+  void Add(std::string key, int width) {
+    if (FWidths.size() >= kMaxEntries) FWidths.clear();
+    FWidths.emplace(std::move(key), width);
+  }
+
+ private:
+  static constexpr size_t kMaxEntries = 200000;
+  std::unordered_map<std::string, int> FWidths;
+};
+
+thread_local TWidthCache widthCache;
+
 }  // namespace
 
 struct TKwHtmlContainer::TFont {
+  std::string Key;  // the description as text: the prefix of its width-cache keys
   PangoFontDescription* Description = nullptr;
   int Ascent = 0, Descent = 0;
   bool Underline = false, Strike = false;
@@ -124,6 +146,9 @@ litehtml::uint_ptr TKwHtmlContainer::create_font(const litehtml::tchar_t* faceNa
   pango_font_description_set_weight(font->Description, static_cast<PangoWeight>(std::clamp(weight, 100, 1000)));
   pango_font_description_set_style(font->Description,
                                    italic == litehtml::fontStyleItalic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+  char* key = pango_font_description_to_string(font->Description);
+  font->Key = key;
+  g_free(key);
   font->Underline = (decoration & litehtml::font_decoration_underline) != 0;
   font->Strike = (decoration & litehtml::font_decoration_linethrough) != 0;
   PangoFontMetrics* metrics = pango_context_get_metrics(FContext, font->Description, nullptr);
@@ -144,12 +169,18 @@ void TKwHtmlContainer::delete_font(litehtml::uint_ptr hFont) { delete reinterpre
 
 int TKwHtmlContainer::text_width(const litehtml::tchar_t* text, litehtml::uint_ptr hFont) {
   const auto* font = reinterpret_cast<const TFont*>(hFont);
+  std::string key = font->Key;
+  key += '\n';
+  key += text;
+  if (const int* width = widthCache.Find(key)) return *width;
   TLayoutPtr layout(pango_layout_new(FContext));
   pango_layout_set_font_description(layout.get(), font->Description);
   pango_layout_set_text(layout.get(), text, -1);
   PangoRectangle logical;
   pango_layout_get_extents(layout.get(), nullptr, &logical);
-  return PANGO_PIXELS_CEIL(logical.width);
+  const int width = PANGO_PIXELS_CEIL(logical.width);
+  widthCache.Add(std::move(key), width);
+  return width;
 }
 
 void TKwHtmlContainer::draw_text(litehtml::uint_ptr hdc, const litehtml::tchar_t* text, litehtml::uint_ptr hFont,

@@ -35,6 +35,8 @@ table { display: table; border-collapse: separate; border-spacing: 1px; max-widt
 thead { display: table-header-group; } tbody { display: table-row-group; }
 tfoot { display: table-footer-group; }
 tr { display: table-row; } td, th { display: table-cell; padding: 1px 3px; vertical-align: inherit; }
+table[border="1"], table[border="2"], table[border="1"] td, table[border="2"] td,
+table[border="1"] th, table[border="2"] th { border: 1px solid #888; }
 caption { display: table-caption; text-align: center; }
 col { display: table-column; } colgroup { display: table-column-group; }
 center { text-align: center; }
