@@ -180,6 +180,11 @@ TEST(TKwHtmlRendererTest, EveryRasterFormatIsWrittenOnePagePerImage) {
   }
   auto emf = MessageFor("01-plain-ascii.eml", dir / "emf", ffSfEmf);
   EXPECT_EQ(SaveAs(*emf).ErrorMessage, "Format not available in this build: EMF (*.emf)");
+  auto pdfa = MessageFor("01-plain-ascii.eml", dir / "pdfa", ffSfPdf);
+  pdfa->SaveOptions->PDF->UsePDFAMode = true;
+  EXPECT_EQ(SaveAs(*pdfa).ErrorMessage, "Format not available in this build: PDF/A");
+  EXPECT_FALSE(fs::exists(dir / "emf"));
+  EXPECT_FALSE(fs::exists(dir / "pdfa"));
 }
 
 TEST(TKwHtmlRendererTest, HostileHtmlRendersWithoutFetchingOrCrashing) {

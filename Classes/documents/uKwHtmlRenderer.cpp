@@ -73,8 +73,16 @@ TKwHtmlRenderer::TKwHtmlRenderer(const TKwPageSetup& page, TKwImageSource images
   FContentWidth = std::max(50, static_cast<int>((page.Width - page.Left - page.Right) / kPointsPerPixel));
   FContentHeight = std::max(50, static_cast<int>((page.Height - page.Top - page.Bottom) / kPointsPerPixel));
   FContainer = std::make_unique<TKwHtmlContainer>(FContentWidth, FContentHeight, std::move(images));
-  FContext = std::make_unique<litehtml::context>();
-  FContext->load_master_stylesheet(kMasterStyleSheet);
+}
+
+// The master style sheet parsed once per thread; documents keep a pointer to it.
+litehtml::context& TKwHtmlRenderer::MasterContext() {
+  thread_local std::unique_ptr<litehtml::context> context;
+  if (!context) {
+    context = std::make_unique<litehtml::context>();
+    context->load_master_stylesheet(kMasterStyleSheet);
+  }
+  return *context;
 }
 
 TKwHtmlRenderer::~TKwHtmlRenderer() {
@@ -82,7 +90,7 @@ TKwHtmlRenderer::~TKwHtmlRenderer() {
 }
 
 void TKwHtmlRenderer::Layout(const std::string& html) {
-  FDocument = litehtml::document::createFromUTF8(html.c_str(), FContainer.get(), FContext.get());
+  FDocument = litehtml::document::createFromUTF8(html.c_str(), FContainer.get(), &MasterContext());
   FDocument->render(FContentWidth);
   ComputeBreaks();
 }

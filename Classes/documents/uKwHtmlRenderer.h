@@ -46,11 +46,11 @@ class TKwHtmlRenderer {
  private:
   void DrawPage(void* cairoContext, int page) const;  // in CSS pixels
   void ComputeBreaks();
+  static litehtml::context& MasterContext();
 
   TKwPageSetup FPage;
   int FContentWidth = 0, FContentHeight = 0;  // CSS pixels
   std::unique_ptr<TKwHtmlContainer> FContainer;
-  std::unique_ptr<litehtml::context> FContext;
   litehtml::document::ptr FDocument;
   std::vector<int> FBreaks;  // the top of each page, in CSS pixels of the document
 };

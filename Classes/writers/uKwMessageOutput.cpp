@@ -368,7 +368,7 @@ std::optional<std::string> UnavailableOutput(const TKwSingleFilesOptions& option
     case ffSfPdf: case ffSfTiff: case ffSfPng: case ffSfJpeg: case ffSfBmp: case ffSfGif: break;
     default: return GetFileFormatName(options.TargetFileFormat);
   }
-  return UnavailablePacking(options);
+  return UnavailableDocumentOutput(options);
 }
 
 // "cid:" links to the message's parts replaced by data: URIs of their content.

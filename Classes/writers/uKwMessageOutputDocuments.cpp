@@ -171,7 +171,9 @@ TSaveResult TKwMailMessage::SaveAsImage(const std::string& fileName) { return ::
 
 bool IsPackingFormat(TFileFormat format) { return format == ffSfZip || format == ffSf7z; }
 
-std::optional<std::string> UnavailablePacking(const TKwSingleFilesOptions& options) {
+std::optional<std::string> UnavailableDocumentOutput(const TKwSingleFilesOptions& options) {
+  if (options.TargetFileFormat == ffSfPdf && options.PDF->UsePDFAMode) return "PDF/A";
+  if (options.TargetFileFormat == ffSfPdf && options.PDF->Signature->Sign) return "PDF signing";
   const TEncryptionAlgorithm algorithm = options.Compression->EncryptionAlgorithm;
   if (PackingMethod(options) == cmNone && algorithm != eaNone && !IsCipherAvailable(algorithm))
     return EncryptionAlgorithmToStr(algorithm) + " encryption";

@@ -25,8 +25,9 @@ TSaveResult SaveAsImage(TKwMailMessage& message, const std::string& fileName);
 // ffSfZip and ffSf7z: the message is written as EML and packed.
 bool IsPackingFormat(TFileFormat format);
 
-// What of the packing and encryption SaveOptions ask for this build cannot do, if anything.
-std::optional<std::string> UnavailablePacking(const TKwSingleFilesOptions& options);
+// What of the document options (PDF/A, PDF signing, file encryption) SaveOptions ask for
+// this build cannot do, if anything.
+std::optional<std::string> UnavailableDocumentOutput(const TKwSingleFilesOptions& options);
 
 // After writtenName was written: packs it into an archive (the format is ffSfZip or ffSf7z,
 // or Compression.CompressionMethod asks) named as writtenName with the archive's extension,
