@@ -107,22 +107,37 @@ void TKwHtmlContainer::TSurfaceFree::operator()(cairo_surface_t* surface) const 
   if (surface) cairo_surface_destroy(surface);
 }
 
-TKwHtmlContainer::TKwHtmlContainer(int viewWidth, int viewHeight, TKwImageSource images)
-    : FViewWidth(viewWidth), FViewHeight(viewHeight), FImages(std::move(images)) {
-  FContext = pango_font_map_create_context(pango_cairo_font_map_get_default());
-  // Unhinted metrics: the same layout on a PDF page and on a raster image.
-  cairo_font_options_t* options = cairo_font_options_create();
-  cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
-  cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
-  pango_cairo_context_set_font_options(FContext, options);
-  cairo_font_options_destroy(options);
-  pango_cairo_context_set_resolution(FContext, 72.0);  // sizes are given in pixels
+namespace {
+
+// One pango context per thread, shared by its documents: pango caches the fonts it
+// matched per context, and matching is slow.
+PangoContext* ThreadPangoContext() {
+  struct TContext {
+    PangoContext* Context = nullptr;
+    ~TContext() {
+      if (Context) g_object_unref(Context);
+    }
+  };
+  thread_local TContext holder;
+  if (!holder.Context) {
+    holder.Context = pango_font_map_create_context(pango_cairo_font_map_get_default());
+    // Unhinted metrics: the same layout on a PDF page and on a raster image.
+    cairo_font_options_t* options = cairo_font_options_create();
+    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
+    pango_cairo_context_set_font_options(holder.Context, options);
+    cairo_font_options_destroy(options);
+    pango_cairo_context_set_resolution(holder.Context, 72.0);  // sizes are given in pixels
+  }
+  return holder.Context;
 }
 
-TKwHtmlContainer::~TKwHtmlContainer() {
-  FImageCache.clear();
-  if (FContext) g_object_unref(FContext);
-}
+}  // namespace
+
+TKwHtmlContainer::TKwHtmlContainer(int viewWidth, int viewHeight, TKwImageSource images)
+    : FViewWidth(viewWidth), FViewHeight(viewHeight), FImages(std::move(images)), FContext(ThreadPangoContext()) {}
+
+TKwHtmlContainer::~TKwHtmlContainer() { FImageCache.clear(); }
 
 std::vector<TKwTextBand> TKwHtmlContainer::TakeTextBands() {
   std::vector<TKwTextBand> bands = std::move(FBands);

@@ -84,7 +84,7 @@ class TKwHtmlContainer : public litehtml::document_container {
 
   int FViewWidth, FViewHeight;
   TKwImageSource FImages;
-  PangoContext* FContext = nullptr;  // owned (g_object_unref)
+  PangoContext* FContext;  // the thread's, not owned
   std::map<std::string, TSurfacePtr> FImageCache;  // null: could not be loaded
   std::vector<TKwTextBand> FBands;
   bool FRecordText = false;
