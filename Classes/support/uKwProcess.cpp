@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 extern char** environ;
@@ -61,10 +62,31 @@ void Exchange(TFd& in, TFd& out, std::string_view input, std::string& output) {
   }
 }
 
+// Whether the program can be found and run, as posix_spawnp would look for it. Asked
+// first, so that a missing program is told apart from one that ran and failed, on every
+// libc (some report a failed exec only as exit status 127).
+bool IsOnPath(const std::string& program) {
+  if (program.find('/') != std::string::npos) return access(program.c_str(), X_OK) == 0;
+  const char* path = std::getenv("PATH");
+  std::string_view rest = path ? path : "/usr/local/bin:/usr/bin:/bin";
+  while (true) {
+    const size_t colon = rest.find(':');
+    std::string folder(rest.substr(0, colon));
+    if (folder.empty()) folder = ".";
+    if (access((folder + "/" + program).c_str(), X_OK) == 0) return true;
+    if (colon == std::string_view::npos) return false;
+    rest.remove_prefix(colon + 1);
+  }
+}
+
 }  // namespace
 
 TKwProgramResult RunProgram(const std::vector<std::string>& arguments, std::string_view input) {
   TKwProgramResult result;
+  if (!IsOnPath(arguments[0])) {
+    result.Output = "Cannot run " + arguments[0] + ": " + std::strerror(ENOENT);
+    return result;
+  }
   int inPair[2], outPair[2];
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, inPair) != 0) {
     result.Output = std::strerror(errno);
