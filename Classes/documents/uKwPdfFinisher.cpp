@@ -11,23 +11,21 @@
 #include <cstdio>
 #include <exception>
 
-#include "uKwMessageOutputMime.h"
-
 namespace {
 
 void Protect(QPDFWriter& writer, const TKwPdfProtection& p) {
   const std::string owner = p.OwnerPassword.empty() ? p.UserPassword : p.OwnerPassword;
   const char* user = p.UserPassword.c_str();
   const qpdf_r3_print_e print = !p.CanPrint ? qpdf_r3p_none : p.CanPrintFull ? qpdf_r3p_full : qpdf_r3p_low;
-  switch (p.Level) {
-    case pel40bit:
+  switch (p.Cipher) {
+    case pcRc4Bits40:
       writer.setR2EncryptionParametersInsecure(user, owner.c_str(), p.CanPrint, p.CanChange, p.CanCopy, p.CanAddNotes);
       break;
-    case pel128bitRc4:
+    case pcRc4Bits128:
       writer.setR3EncryptionParametersInsecure(user, owner.c_str(), p.CanCopyAccess, p.CanCopy, p.CanAssemble,
                                                p.CanAddNotes, p.CanFillFields, p.CanChange, print);
       break;
-    case pel128bitAes:
+    case pcAesBits128:
       writer.setR4EncryptionParametersInsecure(user, owner.c_str(), p.CanCopyAccess, p.CanCopy, p.CanAssemble,
                                                p.CanAddNotes, p.CanFillFields, p.CanChange, print, true, true);
       break;
@@ -51,7 +49,7 @@ bool FinishPdfFile(const std::string& fileName, const std::vector<TKwPdfAttachme
     QPDFEmbeddedFileDocumentHelper embedded(pdf);
     for (const TKwPdfAttachment& attachment : attachments) {
       auto stream = QPDFEFStreamObjectHelper::createEFStream(pdf, attachment.Data);
-      stream.setSubtype(MimeTypeOfFileName(attachment.Name));
+      if (!attachment.MimeType.empty()) stream.setSubtype(attachment.MimeType);
       // Two attachments of one name would replace each other in the name tree.
       std::string key = attachment.Name;
       for (int n = 2; embedded.getEmbeddedFile(key); ++n) key = std::to_string(n) + "-" + attachment.Name;

@@ -9,6 +9,7 @@
 #include "uKwHtmlRenderer.h"
 #include "uKwPdfFinisher.h"
 #include "uKwMailMessage.h"
+#include "uKwMessageOutputMime.h"
 #include "uKwMsgWriter.h"
 #include "uKwSubs.h"
 
@@ -93,12 +94,18 @@ TSaveResult FinishPdf(const TKwMailMessage& message, const std::string& fileName
   if (pdf.InsertEmailAttachments)
     for (int i = 0; i < message.Attachments->GetCount(); ++i) {
       const TKwAttachment& attachment = message.Attachments->GetAttachment(i);
-      if (attachment.Kind == akAttachment) attachments.push_back({attachment.FileName, attachment.Content});
+      if (attachment.Kind == akAttachment)
+        attachments.push_back({attachment.FileName, MimeTypeOfFileName(attachment.FileName), attachment.Content});
     }
   const TKwPDFEncryptionOptions& e = *pdf.Encryption;
   TKwPdfProtection protection;
   protection.Encrypt = e.Encrypt;
-  protection.Level = e.EncryptionLevel;
+  switch (e.EncryptionLevel) {
+    case pel40bit: protection.Cipher = pcRc4Bits40; break;
+    case pel128bitRc4: protection.Cipher = pcRc4Bits128; break;
+    case pel128bitAes: protection.Cipher = pcAesBits128; break;
+    default: protection.Cipher = pcAesBits256; break;
+  }
   protection.UserPassword = e.UserPassword;
   protection.OwnerPassword = e.OwnerPassword;
   protection.CanPrint = e.CanPrint;
