@@ -11,6 +11,9 @@ packages=(
   libarchive-dev libssl-dev
   libxlsxwriter-dev libgsf-1-dev libxml2-dev python3-openpyxl python3-xlrd
   libcurl4-openssl-dev dovecot-imapd dovecot-pop3d openssl isync
+  libpoppler-cpp-dev liblitehtml-dev libgumbo-dev libpango1.0-dev libcairo2-dev libjpeg-dev libqpdf-dev
+  fonts-dejavu-core fonts-noto-cjk p7zip-full
+  python3-olefile libemail-outlook-message-perl libemail-address-perl poppler-utils
   time
   libsoci-dev libboost-dev postgresql mariadb-server mariadb-client odbc-postgresql unixodbc sqlite3
 )

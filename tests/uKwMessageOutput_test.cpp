@@ -418,15 +418,12 @@ TEST(TKwMessageOutputTest, AttachmentsAreSavedApartByTheirTemplate) {
 
 TEST(TKwMessageOutputTest, FormatsOfALaterBuildFailWithoutWritingAnything) {
   TTempDir dir;
-  for (const TFileFormat format : {ffSfPdf, ffSfMsg, ffSfPng, ffSfTiff, ffSfZip}) {
+  for (const TFileFormat format : {ffSfEmf}) {
     auto message = MessageFor(dir.Path(), format);
     const TSaveResult result = SaveAs(*message);
     EXPECT_EQ(result.Status, ssError);
     EXPECT_EQ(result.ErrorMessage, "Format not available in this build: " + GetFileFormatName(format));
   }
-  auto zipped = MessageFor(dir.Path(), ffSfEml);
-  zipped->SaveOptions->Compression->CompressionMethod = cmZip;
-  EXPECT_EQ(SaveAs(*zipped).ErrorMessage, "Format not available in this build: ZIP (*.zip)");
   EXPECT_TRUE(fs::is_empty(dir.Path()));
 }
 

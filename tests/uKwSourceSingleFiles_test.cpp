@@ -15,6 +15,7 @@
 #include "uKwActionLog.h"
 #include "uKwMailMessage.h"
 #include "uKwMbox.h"
+#include "uKwMsgWriter.h"
 #include "uKwParameters.h"
 #include "uKwTargetFilters.h"
 #include "uKwTargetMbox.h"
@@ -150,21 +151,26 @@ TEST_F(SingleFilesSourceTest, RangeCountsPositionsAmongMessageFilesOnly) {
   EXPECT_EQ(FSubjects, (std::vector<std::string>{subjectOf(order[1]), subjectOf(order[2])}));
 }
 
-TEST_F(SingleFilesSourceTest, AnMsgFileFailsWithAClearErrorAndTheRunGoesOn) {
+TEST_F(SingleFilesSourceTest, MsgFilesAreReadAndADamagedOneFailsWithAClearErrorAndTheRunGoesOn) {
   Write("first.eml", Mail("first"));
   Write("outlook.msg", std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8));
   Write("last.eml", Mail("last"));
+  TKwMailMessage written;
+  written.LoadMIMEFromString(Mail("from outlook"));
+  std::string writeError;
+  ASSERT_TRUE(WriteMsgFile(written, (Root() / "good.msg").string(), writeError)) << writeError;
   auto source = Source();
   AddRecorder(*source);
   source->Execute();
-  EXPECT_EQ(FSubjects.size(), 2u);
+  EXPECT_EQ(FSubjects.size(), 3u);
+  EXPECT_NE(std::find(FSubjects.begin(), FSubjects.end(), "from outlook"), FSubjects.end());
   ASSERT_EQ(source->GetLog().ErrorsCount(), 1);
   const TKwActionError& error = source->GetLog().GetError(0);
   EXPECT_EQ(error.Error, "Couldn't load message.");
   EXPECT_EQ(error.Description.rfind("Index: ", 0), 0u) << error.Description;
-  EXPECT_NE(error.Description.find("Outlook message files"), std::string::npos) << error.Description;
+  EXPECT_NE(error.Description.find("Not a compound file"), std::string::npos) << error.Description;
   EXPECT_EQ(error.SourceFilename, (Root() / "outlook.msg").string());
-  EXPECT_EQ(source->GetLog().Processed, 3) << "the failed file counts as handled";
+  EXPECT_EQ(source->GetLog().Processed, 4) << "the failed file counts as handled";
 }
 
 // Files named by the default scheme carry no unique id: the header block gives it, so the

@@ -1,6 +1,7 @@
 #include "uKwArchive.h"
 
 #include <cctype>
+#include <cstdlib>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -8,6 +9,8 @@
 #include <archive.h>
 #include <archive_entry.h>
 
+#include "uKwRegFolders.h"
+#include "uKwSevenZip.h"
 #include "uKwSubs.h"
 
 namespace {
@@ -55,6 +58,41 @@ bool WriteEntry(archive* writer, const std::string& fileName, std::string& error
     return false;
   }
   return true;
+}
+
+const char* ZipEncryptionOption(TZipEncryption encryption) {
+  switch (encryption) {
+    case zeAes128: return "zip:encryption=aes128";
+    case zeZipCrypt: return "zip:encryption=zipcrypt";
+    default: return "zip:encryption=aes256";
+  }
+}
+
+// The first regular file that the 7z program extracts, moved to a temporary file.
+bool ExtractProtectedSevenZip(const std::string& archiveName, std::string& tempFileName, std::string& error,
+                              std::string_view password) {
+  namespace fs = std::filesystem;
+  std::string folder = IncludeTrailingPathDelimiter(GetTempFolder()) + "quillon-7z-XXXXXX";
+  std::error_code failed;
+  if (mkdtemp(folder.data()) == nullptr) {
+    error = "Cannot create a temporary folder";
+    return false;
+  }
+  bool found = false;
+  if (SevenZipExtractWithPassword(archiveName, folder, password, error)) {
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, failed)) {
+      if (!entry.is_regular_file(failed) || entry.is_symlink(failed)) continue;
+      tempFileName = GenerateTempFilename(PlainExtension(entry.path().filename().string()));
+      std::remove(tempFileName.c_str());
+      fs::rename(entry.path(), tempFileName, failed);
+      found = !failed;
+      break;
+    }
+    if (!found) error = "The archive " + archiveName + " holds no file";
+  }
+  fs::remove_all(folder, failed);
+  if (!found) tempFileName.clear();
+  return found;
 }
 
 }  // namespace
@@ -125,6 +163,8 @@ bool TKwArchiveReader::ReadFile(std::string& bytes, int64_t maxBytes) {
 bool DeCompressFileToTemp(const std::string& archiveName, std::string& tempFileName, std::string& error,
                           std::string_view password) {
   tempFileName.clear();
+  if (!password.empty() && IsSevenZipFile(archiveName))
+    return ExtractProtectedSevenZip(archiveName, tempFileName, error, password);
   TKwArchiveReader reader;
   std::string entryName, bytes;
   if (!reader.Open(archiveName, password) || !reader.NextFile(entryName) || !reader.ReadFile(bytes)) {
@@ -143,7 +183,10 @@ bool DeCompressFileToTemp(const std::string& archiveName, std::string& tempFileN
 }
 
 bool CompressFilesToArchive(const std::vector<std::string>& fileNames, const std::string& archiveName,
-                            TArchiveFormat format, std::string& error, std::string_view password) {
+                            TArchiveFormat format, std::string& error, std::string_view password,
+                            TZipEncryption zipEncryption) {
+  if (!password.empty() && format == afSevenZip)
+    return SevenZipCompressWithPassword(fileNames, archiveName, password, error);
   TArchivePtr writer(archive_write_new());
   if (!writer) {
     error = "Out of memory";
@@ -153,17 +196,25 @@ bool CompressFilesToArchive(const std::vector<std::string>& fileNames, const std
                                           : archive_write_set_format_zip(writer.get());
   if (status != ARCHIVE_OK ||
       (!password.empty() && format == afZip &&
-       (archive_write_set_options(writer.get(), "zip:encryption=aes256") != ARCHIVE_OK ||
+       (archive_write_set_options(writer.get(), ZipEncryptionOption(zipEncryption)) != ARCHIVE_OK ||
         archive_write_set_passphrase(writer.get(), std::string(password).c_str()) != ARCHIVE_OK)) ||
       archive_write_open_filename(writer.get(), archiveName.c_str()) != ARCHIVE_OK) {
     error = ArchiveError(writer.get(), "Cannot create the archive " + archiveName);
     return false;
   }
+  bool written = true;
   for (const std::string& fileName : fileNames)
-    if (!WriteEntry(writer.get(), fileName, error)) return false;
-  if (archive_write_close(writer.get()) != ARCHIVE_OK) {
+    if (!WriteEntry(writer.get(), fileName, error)) {
+      written = false;
+      break;
+    }
+  if (written && archive_write_close(writer.get()) != ARCHIVE_OK) {
     error = ArchiveError(writer.get(), "Cannot finish the archive " + archiveName);
-    return false;
+    written = false;
   }
-  return true;
+  if (!written) {
+    writer.reset();
+    std::remove(archiveName.c_str());
+  }
+  return written;
 }

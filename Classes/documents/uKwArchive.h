@@ -39,14 +39,21 @@ class TKwArchiveReader {
 
 // Writes the first regular file of an archive into a fresh temporary file (named with the
 // entry's extension when it has a plain one). False with error when the archive cannot be
-// read or holds no file; no temporary file is left behind then.
+// read or holds no file; no temporary file is left behind then. A 7z archive with a
+// password is read through the 7z program.
 bool DeCompressFileToTemp(const std::string& archiveName, std::string& tempFileName, std::string& error,
                           std::string_view password = "");
 
 // persisted: never reorder
 enum TArchiveFormat : uint8_t { afZip = 0, afSevenZip = 1 };
 
+// How a zip with a password is encrypted (libarchive's zip:encryption values).
+enum TZipEncryption : uint8_t { zeAes256 = 0, zeAes128 = 1, zeZipCrypt = 2 };
+
 // Writes fileNames into a new archive (replacing archiveName), each under its last path
-// component. A password encrypts zip entries with AES-256; 7z output is not encrypted.
+// component. A password encrypts zip entries by zipEncryption, and a 7z archive (through
+// the 7z program, uKwSevenZip) with AES-256. With a password, an archive that cannot be
+// encrypted is an error and is not left behind: never an unprotected one.
 bool CompressFilesToArchive(const std::vector<std::string>& fileNames, const std::string& archiveName,
-                            TArchiveFormat format, std::string& error, std::string_view password = "");
+                            TArchiveFormat format, std::string& error, std::string_view password = "",
+                            TZipEncryption zipEncryption = zeAes256);

@@ -12,9 +12,12 @@
 
 #include "uKwArchive.h"
 #include "uKwDateTime.h"
+#include "uKwFileCipher.h"
 #include "uKwGMime.h"
 #include "uKwIPToCountry.h"
 #include "uKwMessageOutputText.h"
+#include "uKwMsgReader.h"
+#include "uKwPdfReader.h"
 #include "uKwRegFolders.h"
 #include "uKwSMime.h"
 #include "uKwStream.h"
@@ -340,6 +343,22 @@ void TKwMailMessage::Clear() {
 
 // ---------------------------------------------------------------- loading
 
+namespace {
+
+bool DecryptToTemp(const std::string& fileName, TFileFormat format, const std::string& password,
+                   std::string& tempFileName, std::string& error) {
+  tempFileName = GenerateTempFilename(GetFileFormatExtension(format));
+  if (tempFileName.empty()) {
+    error = "Cannot create a temporary file";
+    return false;
+  }
+  if (DecryptFileTo(fileName, tempFileName, password, error)) return true;
+  std::remove(tempFileName.c_str());
+  return false;
+}
+
+}  // namespace
+
 bool TKwMailMessage::LoadFormat(const std::string& fileName) { return LoadFormatAtDepth(fileName, 0); }
 
 bool TKwMailMessage::LoadFormatAtDepth(const std::string& fileName, int depth) {
@@ -349,20 +368,23 @@ bool TKwMailMessage::LoadFormatAtDepth(const std::string& fileName, int depth) {
     LastError = "Not a message file: " + fileName;
     return false;
   }
-  if (encrypted) {
-    LastError = "Encrypted message files cannot be read by this build: " + fileName;
+  // An encrypted file is decrypted into a temporary file that is loaded and deleted; the
+  // message keeps the encrypted file's name as its source.
+  std::string decrypted;
+  if (encrypted && !DecryptToTemp(fileName, format, SaveOptions->Compression->Password, decrypted, LastError))
     return false;
-  }
+  const std::string& loadName = encrypted ? decrypted : fileName;
   bool loaded = false;
   switch (format) {
     case ffSfEml:
-    case ffSfMht: loaded = LoadMIME(fileName); break;
-    case ffSfPdf: loaded = LoadPDF(fileName); break;
-    case ffSfMsg: loaded = LoadMSG(fileName); break;
+    case ffSfMht: loaded = LoadMIME(loadName); break;
+    case ffSfPdf: loaded = LoadPDF(loadName); break;
+    case ffSfMsg: loaded = LoadMSG(loadName); break;
     case ffSfZip:
-    case ffSf7z: loaded = LoadArchive(fileName, depth); break;
+    case ffSf7z: loaded = LoadArchive(loadName, depth); break;
     default: LastError = "Not a message file: " + fileName; break;
   }
+  if (encrypted) std::remove(decrypted.c_str());
   if (loaded) SourceFilename = fileName;
   return loaded;
 }
@@ -425,13 +447,24 @@ bool TKwMailMessage::LoadFromStream(std::istream& stream) {
 }
 
 bool TKwMailMessage::LoadMSG(const std::string& fileName) {
-  LastError = "Outlook message files cannot be read by this build yet: " + fileName;
-  return false;
+  std::string error;
+  if (!LoadMsgFile(fileName, *this, error)) {
+    LastError = error + ": " + fileName;
+    return false;
+  }
+  LastError.clear();
+  return true;
 }
 
 bool TKwMailMessage::LoadPDF(const std::string& fileName) {
-  LastError = "PDF message files cannot be read by this build yet: " + fileName;
-  return false;
+  std::string error;
+  const std::string& password = SaveOptions->PDF->Encryption->UserPassword;
+  if (!LoadPdfFile(fileName, *this, error, password)) {
+    LastError = error + ": " + fileName;
+    return false;
+  }
+  LastError.clear();
+  return true;
 }
 
 // ---------------------------------------------------------------- MIME decoding

@@ -94,10 +94,10 @@ class TKwMailMessage : public TKwBaseMessage {
   void Clear() override;
 
   // ---- Loading ----
-  // Any message file ValidEmailSource accepts: .eml and .mht as MIME; zip and 7z holding
-  // a message file (unpacked to a temporary file and loaded from there). SourceFilename
-  // becomes fileName. False with LastError for anything else, and for PDF and MSG files,
-  // which this build cannot read.
+  // Any message file ValidEmailSource accepts: .eml and .mht as MIME, .msg, .pdf; zip and
+  // 7z holding a message file, and encrypted "._ext" files (SaveOptions.Compression's
+  // password), each unpacked or decrypted to a temporary file and loaded from there.
+  // SourceFilename becomes fileName. False with LastError for anything else.
   bool LoadFormat(const std::string& fileName);
   // Clear, SourceLines := the file's lines, DecodeMimeMessage, SourceIsMime := true. The
   // certificate options set before the call stay for it. False when the file cannot be read.
@@ -105,8 +105,8 @@ class TKwMailMessage : public TKwBaseMessage {
   bool LoadMIMEFromString(std::string_view text);
   // The whole stream from its start, as LoadMIMEFromString.
   bool LoadFromStream(std::istream& stream);
-  bool LoadMSG(const std::string& fileName);  // not available: false with LastError
-  bool LoadPDF(const std::string& fileName);  // not available: false with LastError
+  bool LoadMSG(const std::string& fileName);  // Outlook .msg (uKwMsgReader)
+  bool LoadPDF(const std::string& fileName);  // text and embedded files (uKwPdfReader)
 
   // Decodes SourceLines into headers, bodies and attachments (decrypting an S/MIME
   // message first when the certificate options hold a certificate and key), then runs
@@ -181,6 +181,9 @@ class TKwMailMessage : public TKwBaseMessage {
   struct TSaveResult SaveAsHTML(const std::string& fileName);
   struct TSaveResult SaveAsTXT(const std::string& fileName);
   struct TSaveResult SaveAsRTF(const std::string& fileName);
+  struct TSaveResult SaveAsMSG(const std::string& fileName);
+  struct TSaveResult SaveAsPDF(const std::string& fileName);
+  struct TSaveResult SaveAsImage(const std::string& fileName);
   TStringList EncodeMIMEMessage(bool includeAttachments = true) const;
 
  private:

@@ -118,6 +118,7 @@ void TKwSourceMailSingleFiles::SetLoadingOptions(TKwMailMessage& message) const 
   TKwCompressionOptions& loading = *message.SaveOptions->Compression;
   loading.EncryptionAlgorithm = SourceOptions->EncryptionAlgorithm;
   loading.Password = SourceOptions->EncryptionPassword;
+  message.SaveOptions->PDF->Encryption->UserPassword = SourceOptions->PDFPassword;  // opens protected PDFs
 }
 
 std::string TKwSourceMailSingleFiles::FolderDirectory(const TKwFolderNode& folder) const {

@@ -18,6 +18,7 @@
 #include "uKwDateTime.h"
 #include "uKwMailMessage.h"
 #include "uKwMessageName.h"
+#include "uKwMessageOutputDocuments.h"
 #include "uKwMessageOutputMime.h"
 #include "uKwMessageOutputText.h"
 #include "uKwSubs.h"
@@ -340,17 +341,12 @@ void SetFileTimesToSubmitDate(const TKwMailMessage& message, const std::string& 
 // The feature of options that this build cannot write, if any.
 std::optional<std::string> UnavailableOutput(const TKwSingleFilesOptions& options) {
   switch (options.TargetFileFormat) {
-    case ffSfEml: case ffSfMht: case ffSfHtm: case ffSfTxt: case ffSfRtf: break;
+    case ffSfEml: case ffSfMht: case ffSfHtm: case ffSfTxt: case ffSfRtf: case ffSfMsg: break;
+    case ffSfZip: case ffSf7z: break;
+    case ffSfPdf: case ffSfTiff: case ffSfPng: case ffSfJpeg: case ffSfBmp: case ffSfGif: break;
     default: return GetFileFormatName(options.TargetFileFormat);
   }
-  switch (options.Compression->CompressionMethod) {
-    case cmZip: return GetFileFormatName(ffSfZip);
-    case cmSevenZip: return GetFileFormatName(ffSf7z);
-    case cmNone: break;
-  }
-  if (options.Compression->EncryptionAlgorithm != eaNone)
-    return EncryptionAlgorithmToStr(options.Compression->EncryptionAlgorithm) + " encryption";
-  return std::nullopt;
+  return UnavailableDocumentOutput(options);
 }
 
 // "cid:" links to the message's parts replaced by data: URIs of their content.
@@ -438,10 +434,13 @@ void AddOutputParts(const TKwMailMessage& message, bool includeAttachments, TKwM
 
 TSaveResult WriteByFormat(TKwMailMessage& message, const std::string& fileName) {
   switch (message.SaveOptions->TargetFileFormat) {
-    case ffSfEml: case ffSfMht: return SaveAsMIME(message, fileName);
+    case ffSfEml: case ffSfMht: case ffSfZip: case ffSf7z: return SaveAsMIME(message, fileName);
     case ffSfHtm: return SaveAsHTML(message, fileName);
     case ffSfTxt: return SaveAsTXT(message, fileName);
     case ffSfRtf: return SaveAsRTF(message, fileName);
+    case ffSfMsg: return SaveAsMSG(message, fileName);
+    case ffSfPdf: return SaveAsPDF(message, fileName);
+    case ffSfTiff: case ffSfPng: case ffSfJpeg: case ffSfBmp: case ffSfGif: return SaveAsImage(message, fileName);
     default: return ErrorResult(std::string(kFormatNotAvailable) + GetFileFormatName(message.SaveOptions->TargetFileFormat));
   }
 }
@@ -546,10 +545,14 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
     const TSaveResult saved = SaveAttachmentsApart(message, options, output);
     if (saved.Status == ssError) return saved;
   }
-  const TSaveResult written = WriteByFormat(message, output.Filename);
+  const std::string writtenName = IsPackingFormat(options.TargetFileFormat)
+                                      ? WithExtension(output.Filename, GetFileFormatExtension(ffSfEml))
+                                      : output.Filename;
+  const TSaveResult written = WriteByFormat(message, writtenName);
   if (written.Status == ssError) return written;
-  message.LastSavedFilename = output.Filename;
-  SetFileTimesToSubmitDate(message, output.Filename);
+  const TSaveResult packed = PackWrittenFile(message, writtenName);
+  if (packed.Status == ssError) return packed;
+  SetFileTimesToSubmitDate(message, message.LastSavedFilename);
   const std::string copyName = WithExtension(output.Filename, ".htm");
   if (options.SaveBodyPart && copyName != output.Filename) {
     TKwOutputBlocks blocks = BlocksOf(options);

@@ -13,7 +13,8 @@
 // EML is the message's own MIME source when it was loaded from MIME and nothing changed
 // its parts since (a pass that stripped attachments), else MIME built from its parts; MHT
 // is always built: multipart/related with the HTML form as root.
-// PDF, MSG, the image formats, archives and encryption are not part of this build.
+// MSG, PDF, the image formats (EMF excepted), packing and encryption are written by
+// uKwMessageOutputDocuments.
 
 #include <string>
 #include <string_view>
