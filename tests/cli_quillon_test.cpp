@@ -91,8 +91,11 @@ TEST_F(CliTest, BadUsageAndUnloadableFilesExitWithStatusTwo) {
   // A child kind without a class is no tree at all: a load error, nothing run.
   WriteFileText(Path("classless.json"),
                 R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcMbox", "children": [{"kind": "stiMailTarReport"}]}]})");
-  TCliRun classless = Quillon("run --quiet " + Path("classless.json"));
+  TCliRun classless = Quillon("run --quiet --lenient " + Path("classless.json"));
   EXPECT_EQ(classless.Status, 2);
   EXPECT_NE(classless.Out.find("Unknown action kind \"stiMailTarReport\": Assertion failure"), std::string::npos)
       << classless.Out;
+  TCliRun checked = Quillon("run --quiet " + Path("classless.json"));
+  EXPECT_EQ(checked.Status, 2);
+  EXPECT_NE(checked.Out.find("stiMailTarReport cannot stand in a tree"), std::string::npos) << checked.Out;
 }

@@ -68,17 +68,7 @@ std::string IsoText(const std::tm& tm) {
   return text;
 }
 
-std::string IsoText(TDateTime date) {
-  const TKwDateParts parts = DecodeDateTime(date);
-  std::tm tm{};
-  tm.tm_year = parts.Year - 1900;
-  tm.tm_mon = parts.Month - 1;
-  tm.tm_mday = parts.Day;
-  tm.tm_hour = parts.Hour;
-  tm.tm_min = parts.Minute;
-  tm.tm_sec = parts.Second;
-  return IsoText(tm);
-}
+std::string IsoText(TDateTime date) { return IsoText(DateTimeToTm(date)); }
 
 // The storage a bound parameter refers to for the life of the prepared statements. Every
 // value travels as text in the form its column's type reads back (numbers with a dot, dates

@@ -198,16 +198,7 @@ std::string ReadJobIdFromExtractJobFile(const std::string& fileName) {
 // ---------------------------------------------------------------- report text
 
 std::string DateTimeToLocaleText(TDateTime value) {
-  TKwDateParts p = DecodeDateTime(value);
-  struct tm tm {};
-  tm.tm_year = p.Year - 1900;
-  tm.tm_mon = p.Month - 1;
-  tm.tm_mday = p.Day;
-  tm.tm_hour = p.Hour;
-  tm.tm_min = p.Minute;
-  tm.tm_sec = p.Second;
-  tm.tm_wday = DayOfWeek(value) - 1;
-  tm.tm_isdst = -1;
+  const std::tm tm = DateTimeToTm(value);
   char buffer[128];
   size_t length = std::strftime(buffer, sizeof buffer, "%x %X", &tm);
   return std::string(buffer, length);

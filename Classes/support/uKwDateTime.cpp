@@ -118,10 +118,9 @@ TDateTime LocalToGmt(TDateTime local) {
   return local - static_cast<double>(offset) / kSecondsPerDay;
 }
 
-std::string DateTimeToLocaleString(TDateTime value) {
-  if (value == 0) return "";
-  TKwDateParts p = DecodeDateTime(value);
-  struct tm t {};
+std::tm DateTimeToTm(TDateTime value) {
+  const TKwDateParts p = DecodeDateTime(value);
+  std::tm t{};
   t.tm_year = p.Year - 1900;
   t.tm_mon = p.Month - 1;
   t.tm_mday = p.Day;
@@ -129,6 +128,13 @@ std::string DateTimeToLocaleString(TDateTime value) {
   t.tm_min = p.Minute;
   t.tm_sec = p.Second;
   t.tm_wday = DayOfWeek(value) - 1;
+  t.tm_isdst = -1;
+  return t;
+}
+
+std::string DateTimeToLocaleString(TDateTime value) {
+  if (value == 0) return "";
+  const std::tm t = DateTimeToTm(value);
   char buffer[128];
   size_t n = strftime(buffer, sizeof buffer, "%x %X", &t);
   return std::string(buffer, n);

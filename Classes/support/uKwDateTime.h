@@ -5,6 +5,7 @@
 // Pure functions; safe from any thread.
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 #include "uKwTypes.h"
@@ -22,6 +23,8 @@ TDateTime EncodeDateTime(int year, int month, int day, int hour = 0, int minute 
                          int millisecond = 0);
 // Rounded to the millisecond, as the desktop program decodes.
 TKwDateParts DecodeDateTime(TDateTime value);
+// The same fields as the C library's broken-down time, day of week set, DST left to it.
+std::tm DateTimeToTm(TDateTime value);
 int DayOfWeek(TDateTime value);  // 1 Sunday ... 7 Saturday
 
 TDateTime UnixToDateTime(int64_t seconds);  // no time zone applied
