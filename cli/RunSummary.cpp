@@ -19,9 +19,26 @@ std::string EnumSettingEndingIn(TKwActionBase& action, std::string_view name) {
   return "";
 }
 
-// Why this kind of action skips a message; the same for every message it skips.
+// A source names each message it passes over for a duplicate id in its notes.
+int DuplicateIdSkips(const TKwActionLog& log) {
+  return static_cast<int>(std::count_if(log.Notes.begin(), log.Notes.end(), [](const std::string& note) {
+    return note.starts_with("Message ") && note.find(" skipped: it has the unique id of message ") != std::string::npos;
+  }));
+}
+
+// Why this kind of action skips a message; the same for every message it skips, but for
+// a source, which tells the two reasons apart.
 std::string SkipReason(TKwActionBase& action) {
-  if (action.GetActionRol() == arSource) return "every target already held the message";
+  if (action.GetActionRol() == arSource) {
+    const int duplicates = DuplicateIdSkips(action.GetLog());
+    const int held = action.GetLog().Skipped - duplicates;
+    std::string reason;
+    if (held > 0) reason = fmt::format("{} because every target already held the message", held);
+    if (duplicates > 0)
+      reason += fmt::format("{}{} because an earlier message of the same source had its unique id (named in the report)",
+                            reason.empty() ? "" : "; ", duplicates);
+    return reason;
+  }
   if (action.ItemType == stiMailTarMbox) return "a message with the same unique id was already in the mbox file";
   const std::string duplicates = EnumSettingEndingIn(action, "DuplicatedFilesAction");
   if (duplicates == "dfSkip")

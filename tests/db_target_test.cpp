@@ -202,6 +202,7 @@ TEST_P(DbTargetTest, ARefusedConnectionFailsTheTargetOnceWithoutItsPassword) {
   TFieldPass* pass = nullptr;
   TKwTargetDB* target = nullptr;
   auto source = Source(Message("a@x", "first") + Message("b@x", "second"), pass, target);
+  source->SourceOptions->CopyToSourceLog = true;
   target->ConnectionString =
       GetParam() == TBackEnd::MariaDB ? "mysql://host=127.0.0.1 port=1 user=test password=hunter2 db=test"
       : GetParam() == TBackEnd::PostgreSQL
@@ -213,6 +214,11 @@ TEST_P(DbTargetTest, ARefusedConnectionFailsTheTargetOnceWithoutItsPassword) {
   EXPECT_EQ(error.Description.find("hunter2"), std::string::npos) << error.Description;
   EXPECT_EQ(error.Error.find("hunter2"), std::string::npos) << error.Error;
   EXPECT_EQ(target->GetLog().Processed, 0) << "no message reaches a target without a connection";
+
+  target->ConnectionString = Connection();
+  source->SourceFolders->Clear();
+  source->Execute();
+  EXPECT_EQ(Rows().size(), 2u) << "the messages were kept for a run that can store them";
 }
 
 INSTANTIATE_TEST_SUITE_P(BackEnds, DbTargetTest,

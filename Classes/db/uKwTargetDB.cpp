@@ -69,6 +69,7 @@ void TKwTargetDB::InitializeExtractProcess(TKwFoldersTree& folders) {
     Log->AddErrorFull(e.what(), "Connecting to " + TKwDbSession::MaskPasswords(ConnectionString), Caption, "", "",
                       "", 0);
     FSession.reset();
+    FRunFailed = true;
   }
 }
 

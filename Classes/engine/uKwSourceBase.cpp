@@ -467,7 +467,8 @@ void TKwSourceMailBase::LoadAndProcess(const TKwMailItem& item, const std::strin
   ProcessMessage(*FMessage);
   // Logged as processed only when every target took it, so that the next run tries a
   // message again whose export failed.
-  const bool targetsSucceeded = SubtreeErrorsCount() == errorsBefore && !IsAborted();
+  bool targetsSucceeded = SubtreeErrorsCount() == errorsBefore && !IsAborted();
+  ForEachChildTarget([&](TKwTargetBase& target) { targetsSucceeded = targetsSucceeded && !target.IsRunFailedBelow(); });
   if (targetsSucceeded && SourceOptions->CopyToSourceLog) AddToSourceLog(id, *FMessage);
   if (targetsSucceeded && IsDeleteAsked()) DeleteFromStore(item);
   FinishItem(item, folderName, targetsSucceeded ? ssProcessed : ssError, FMessage.get());

@@ -11,7 +11,18 @@ TKwTargetBase::TKwTargetBase() : FFolderInfo(std::make_unique<TKwFolderInfo>()) 
 
 TKwTargetBase::~TKwTargetBase() = default;
 
+bool TKwTargetBase::IsRunFailedBelow() const {
+  if (FRunFailed) return true;
+  for (const auto& child : List) {
+    const auto* target = dynamic_cast<const TKwTargetBase*>(child.get());
+    if (target && target->Enabled && target->IsRunFailedBelow()) return true;
+  }
+  return false;
+}
+
 void TKwTargetBase::InitializeExtractProcess(TKwFoldersTree& folders) {
+  // A kind this build cannot carry out takes no message: they stay for a build that can.
+  FRunFailed = !IsAvailable();
   if (!IsAvailable()) {
     ReportNotAvailable();
     return;

@@ -36,12 +36,17 @@ class TKwTargetBase : public TKwActionBase {
   TKwVariablesList* EmailParts = nullptr;
   TKwVariablesList* Fields = nullptr;
 
+  // True when this target or one below it cannot take messages for the rest of the run (a
+  // connection that failed): the source then keeps every message for the next run.
+  bool IsRunFailedBelow() const;
+
   TKwFolderInfo& FolderInfo() { return *FFolderInfo; }
   bool IsFolderOpen() const { return FFolderOpen; }
 
  protected:
   std::unique_ptr<TKwFolderInfo> FFolderInfo;
   bool FFolderOpen = false;
+  bool FRunFailed = false;  // set by a target whose run cannot go on; cleared at each start
   TStringList FFolderList;  // per-folder bookkeeping of derived targets
 };
 
