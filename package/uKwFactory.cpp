@@ -21,9 +21,11 @@
 #include "uKwTargetMailColumnar.h"
 #include "uKwTargetMailEmailDataDBCollect.h"
 #include "uKwTargetMailEmailDataParser.h"
+#include "uKwTargetMailEDataSendEmail.h"
 #include "uKwTargetMailEmailParts.h"
 #include "uKwTargetMailFolder.h"
 #include "uKwTargetMbox.h"
+#include "uKwTargetSMTP.h"
 #include "uKwTargetSingleFiles.h"
 #include "uKwTargets.h"
 

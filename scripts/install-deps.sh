@@ -10,7 +10,7 @@ packages=(
   zlib1g-dev libsqlite3-dev uuid-dev libgmime-3.0-dev libpcre2-dev
   libarchive-dev libssl-dev
   libxlsxwriter-dev libgsf-1-dev libxml2-dev python3-openpyxl python3-xlrd
-  libcurl4-openssl-dev dovecot-imapd dovecot-pop3d openssl isync
+  libcurl4-openssl-dev dovecot-imapd dovecot-pop3d openssl isync python3-aiosmtpd
   time
   libsoci-dev libboost-dev postgresql mariadb-server mariadb-client odbc-postgresql unixodbc sqlite3
 )

@@ -37,17 +37,7 @@ KW_TARGET(TKwTargetMailPrinter, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailDownloadManager, TKwTargetMailBase)
 
 
-KW_TARGET_BEGIN(TKwTargetMailSMTP, TKwTargetMailBase)
-  TSMTPForwardSubject ForwardSubject = sfsForwardPrefixOriginalSubject;
-  std::string From;
-  bool IncludeMessageAsAttachment = false;
-  bool IncludeMessageBody = false;
-  std::string Recipients;
-  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
-  std::string Subject;
-  TStringList TopPostedBody;
-};
-
+// The SMTP forwarder is in uKwTargetSMTP.
 KW_TARGET(TKwTargetMailScript, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailExchange, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailOutlook, TKwTargetMailBase)
@@ -72,10 +62,7 @@ KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
 
-KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
-  std::string Body, From, Recipient, Subject;  // templates
-  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
-};
+// Send-email is in uKwTargetMailEDataSendEmail.
 
 // ---------------------------------------------------------------- CRM services
 
