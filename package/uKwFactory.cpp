@@ -21,6 +21,7 @@
 #include "uKwTargetMailColumnar.h"
 #include "uKwTargetMailEmailDataDBCollect.h"
 #include "uKwTargetMailEmailDataParser.h"
+#include "uKwTargetIMAP.h"
 #include "uKwTargetMailEDataSendEmail.h"
 #include "uKwTargetMailEmailParts.h"
 #include "uKwTargetMailFolder.h"
