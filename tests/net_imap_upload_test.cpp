@@ -148,12 +148,16 @@ TEST_F(ImapUploadTest, AMailboxTheServerRefusesFailsEachMessageWithTheServersTex
   EXPECT_EQ(upload.GetLog().GetError(1).Subject, "Second");
 }
 
-TEST_F(ImapUploadTest, AMessageWithoutAMessageIdIsStillUploaded) {
-  auto source = Source(Message("", "ann@example.org", "No id", "Mon, 15 Jan 2024 10:00:00 +0000"));
+TEST_F(ImapUploadTest, AMessageWithoutAMessageIdIsKnownBySenderSubjectAndDay) {
+  auto source = Source(Message("", "ann@example.org", "No id", "Mon, 15 Jan 2024 23:30:00 -0500") +
+                       Message("", "ann@example.org", "No id", "Mon, 22 Jan 2024 10:00:00 +0000"));
   auto& upload = AddUpload(*source, "NoIds");
   source->Execute();
-  EXPECT_EQ(upload.GetLog().Saved, 1);
-  EXPECT_EQ(FlagsAndDates("NoIds").size(), 1u);
+  EXPECT_EQ(upload.GetLog().Saved, 2) << "a week apart: two messages";
+  source->Execute();
+  EXPECT_EQ(upload.GetLog().Saved, 0);
+  EXPECT_EQ(upload.GetLog().Skipped, 2);
+  EXPECT_EQ(FlagsAndDates("NoIds").size(), 2u);
 }
 
 TEST_F(ImapUploadTest, ADeadServerFailsTheTargetOnceAndLeavesTheMessagesForTheNextRun) {

@@ -160,12 +160,22 @@ std::string TKwTargetMailIMAP::OpenMailbox(const std::vector<std::string>& path)
 }
 
 // Same Message-ID from the same sender: the rule that a second run over the same source
-// uploads nothing. A message without a Message-ID cannot be told apart and is uploaded.
+// uploads nothing. Without a Message-ID, the same sender and subject sent within a day of
+// the message's date (SENTON reads the Date header in its own zone, so one day each side).
 bool TKwTargetMailIMAP::IsDuplicate(const TKwMailMessage& message, bool& duplicate) {
   const TKwHeaders& h = *message.Headers;
   duplicate = false;
-  if (Trim(h.MessageID).empty()) return true;
-  std::string criteria = "HEADER Message-ID " + ImapQuoted(Trim(h.MessageID));
+  std::string criteria;
+  if (!Trim(h.MessageID).empty()) {
+    criteria = "HEADER Message-ID " + ImapQuoted(Trim(h.MessageID));
+  } else {
+    criteria = "SUBJECT " + ImapQuoted(h.Subject);
+    if (h.SubmitDate.GmtDate != 0) {
+      const std::string dayBefore = DateTimeToImapTime(h.SubmitDate.GmtDate - 1).substr(0, 11);
+      const std::string dayAfter = DateTimeToImapTime(h.SubmitDate.GmtDate + 2).substr(0, 11);
+      criteria += " SENTSINCE " + dayBefore + " SENTBEFORE " + dayAfter;
+    }
+  }
   if (!h.From.Address.empty()) criteria += " FROM " + ImapQuoted(h.From.Address);
   std::vector<uint32_t> uids;
   if (!FClient->UidSearch(criteria, uids)) return false;

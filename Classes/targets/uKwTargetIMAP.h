@@ -4,7 +4,8 @@
 // or domain) recreated as SubFolderStructure says, with the server's hierarchy delimiter
 // and modified UTF-7 names, every missing parent created. A message is stored as read
 // (\Seen) with its own date as internal date, and never twice: one the mailbox already
-// holds (same Message-ID from the same sender) is skipped and counted as skipped.
+// holds (same Message-ID from the same sender; without a Message-ID, same sender and
+// subject sent within a day) is skipped and counted as skipped.
 //
 // A message the server refuses (quota, size) fails alone with the server's text. A
 // connection that cannot be made or is lost fails the target once; the messages after
