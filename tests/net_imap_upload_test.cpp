@@ -121,6 +121,23 @@ TEST_F(ImapUploadTest, FillsTheRootFolderWithReadMessagesAtTheirOwnDatesAndNever
   EXPECT_EQ(FlagsAndDates("Archive/2019").size(), 3u);
 }
 
+TEST_F(ImapUploadTest, AMessageAnotherClientPutThereIsSkipped) {
+  TKwImapClient client;
+  std::string error;
+  ASSERT_TRUE(client.Connect(gServer->Settings(TKwMailProtocol::Imap, false), error)) << error;
+  ASSERT_TRUE(client.Create("Shared"));
+  const std::string second = Message("b@x", "Bob <bob@example.com>", "Second", "Tue, 16 Jan 2024 11:30:00 +0100");
+  ASSERT_TRUE(client.Append("Shared", "", second.substr(second.find('\n') + 1)));
+  client.Disconnect();
+
+  auto source = Source();
+  auto& upload = AddUpload(*source, "Shared");
+  source->Execute();
+  EXPECT_EQ(upload.GetLog().Saved, 2);
+  EXPECT_EQ(upload.GetLog().Skipped, 1);
+  EXPECT_EQ(FlagsAndDates("Shared").size(), 3u);
+}
+
 TEST_F(ImapUploadTest, NamesOutsideAsciiTravelAsModifiedUtf7) {
   auto source = Source();
   auto& upload = AddUpload(*source, "Entwürfe/Größe");

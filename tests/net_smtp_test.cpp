@@ -147,6 +147,28 @@ TEST_F(SmtpTest, ForwardsEveryMessageWithEnvelopeBodyAndTheOriginalAttached) {
   EXPECT_EQ(attached->Headers->From.Address, "ann@example.org");
 }
 
+TEST_F(SmtpTest, AnOriginalWithLinesTooLongForSmtpStillTravels) {
+  const std::string longLine(3000, 'x');
+  auto source = Source(Message("a@x", "ann@example.org", "Long", longLine));
+  auto& forwarder = AddForwarder(*source, "team@example.net");
+  forwarder.IncludeMessageBody = true;
+  forwarder.IncludeMessageAsAttachment = true;
+  source->Execute();
+
+  const auto received = gServer->Received();
+  ASSERT_EQ(received.size(), 1u) << testing::PrintToString(ErrorTexts(forwarder.GetLog()));
+  auto forwarded = Parse(received[0].Text);
+  auto unwrapped = [](const TStringList& lines) {
+    std::string text;
+    for (const auto& line : lines) text += line;
+    return text;
+  };
+  EXPECT_NE(unwrapped(forwarded->TextPart).find(longLine), std::string::npos);
+  ASSERT_EQ(forwarded->Attachments->GetCount(), 1);
+  EXPECT_NE(unwrapped(Parse(forwarded->Attachments->GetAttachment(0).Content)->TextPart).find(longLine),
+            std::string::npos);
+}
+
 TEST_F(SmtpTest, SubjectAndBodyFollowTheirOptionsWithoutTlsOrLogin) {
   auto source = Source();
   auto& forwarder = AddForwarder(*source, "team@example.net");

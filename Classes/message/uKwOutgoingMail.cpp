@@ -11,6 +11,7 @@ namespace {
 
 constexpr size_t kBase64LineLength = 76;
 constexpr size_t kMaxNameBytes = 100;
+constexpr size_t kMaxSmtpLine = 998;  // RFC 5321: longer lines are refused by servers
 
 std::string Base64Lines(const std::string& bytes) {
   static constexpr char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -55,6 +56,16 @@ std::string WithCrLf(const std::string& text) {
   return out;
 }
 
+bool HasLongLine(const std::string& text) {
+  size_t start = 0;
+  for (size_t end = text.find('\n'); start < text.size(); end = text.find('\n', start)) {
+    if (end == std::string::npos) end = text.size();
+    if (end - start > kMaxSmtpLine + 1) return true;
+    start = end + 1;
+  }
+  return false;
+}
+
 std::string QuotedName(const std::string& name) {
   // RFC 2231 would be exact; an encoded word inside quotes is what mail programs read.
   return "\"" + EncodeHeaderText(name) + "\"";
@@ -81,7 +92,13 @@ std::string ComposeMime(const TKwOutgoingMail& mail) {
     const std::string name = QuotedName(attachment.FileName);
     text += "--" + boundary + "\r\nContent-Type: message/rfc822; name=" + name + "\r\n";
     text += "Content-Disposition: attachment; filename=" + name + "\r\n";
-    text += "Content-Transfer-Encoding: 8bit\r\n\r\n" + WithCrLf(attachment.Content);
+    // A message/rfc822 part should stay 8bit; one with lines no SMTP server takes goes
+    // as base64, which mail programs read all the same.
+    if (HasLongLine(attachment.Content)) {
+      text += "Content-Transfer-Encoding: base64\r\n\r\n" + Base64Lines(attachment.Content);
+    } else {
+      text += "Content-Transfer-Encoding: 8bit\r\n\r\n" + WithCrLf(attachment.Content);
+    }
   }
   return text + "--" + boundary + "--\r\n";
 }

@@ -1,5 +1,6 @@
 #include "uKwTargetIMAP.h"
 
+#include <cctype>
 #include <cstdio>
 
 #include "uKwActionLog.h"
@@ -49,6 +50,15 @@ std::string MailboxName(const std::string& name) {
   return trimmed.empty() ? "NoName" : trimmed;
 }
 
+std::string Lower(std::string text) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string DuplicateKey(const TKwHeaders& headers) {
+  return Lower(Trim(headers.MessageID)) + "\n" + Lower(headers.From.Address);
+}
+
 }  // namespace
 
 std::string DateTimeToImapTime(TDateTime gmt) {
@@ -90,6 +100,7 @@ bool TKwTargetMailIMAP::Connect() {
   FClient = std::make_unique<TKwImapClient>();
   FMailboxes.clear();
   FSelected.clear();
+  FKnown.clear();
   TKwConnectionSettings settings;
   std::string error;
   std::vector<TKwImapMailbox> mailboxes;
@@ -152,29 +163,43 @@ std::string TKwTargetMailIMAP::OpenMailbox(const std::vector<std::string>& path)
   }
   if (name == FSelected) return name;
   TKwImapSelected selected;
-  if (!FClient->Select(name, false, selected)) {
+  if (!FClient->Select(name, false, selected) || !LoadKnownMessages(name)) {
     Fail(FClient->LastError(), "Opening mailbox " + name);
     return "";
   }
   return FSelected = name;
 }
 
+bool TKwTargetMailIMAP::LoadKnownMessages(const std::string& mailbox) {
+  if (FKnown.count(mailbox)) return true;
+  std::set<std::string> known;
+  std::vector<uint32_t> uids;
+  TKwHeaders headers;
+  const bool read = FClient->UidSearch("", uids) &&
+                    FClient->UidFetch(uids, "(UID BODY.PEEK[HEADER])", [&](TKwImapFetch& fetch) {
+                      headers.LoadHeadersFromString(fetch.Header);
+                      if (!Trim(headers.MessageID).empty()) known.insert(DuplicateKey(headers));
+                    });
+  if (read) FKnown[mailbox] = std::move(known);
+  return read;
+}
+
 // Same Message-ID from the same sender: the rule that a second run over the same source
-// uploads nothing. Without a Message-ID, the same sender and subject sent within a day of
-// the message's date (SENTON reads the Date header in its own zone, so one day each side).
+// uploads nothing. Without a Message-ID, the server is asked for the same sender and
+// subject sent within a day of the message's date (SENTSINCE and SENTBEFORE read the Date
+// header in its own zone, hence a day each side).
 bool TKwTargetMailIMAP::IsDuplicate(const TKwMailMessage& message, bool& duplicate) {
   const TKwHeaders& h = *message.Headers;
   duplicate = false;
-  std::string criteria;
   if (!Trim(h.MessageID).empty()) {
-    criteria = "HEADER Message-ID " + ImapQuoted(Trim(h.MessageID));
-  } else {
-    criteria = "SUBJECT " + ImapQuoted(h.Subject);
-    if (h.SubmitDate.GmtDate != 0) {
-      const std::string dayBefore = DateTimeToImapTime(h.SubmitDate.GmtDate - 1).substr(0, 11);
-      const std::string dayAfter = DateTimeToImapTime(h.SubmitDate.GmtDate + 2).substr(0, 11);
-      criteria += " SENTSINCE " + dayBefore + " SENTBEFORE " + dayAfter;
-    }
+    duplicate = FKnown[FSelected].count(DuplicateKey(h)) > 0;
+    return true;
+  }
+  std::string criteria = "SUBJECT " + ImapQuoted(h.Subject);
+  if (h.SubmitDate.GmtDate != 0) {
+    const std::string dayBefore = DateTimeToImapTime(h.SubmitDate.GmtDate - 1).substr(0, 11);
+    const std::string dayAfter = DateTimeToImapTime(h.SubmitDate.GmtDate + 2).substr(0, 11);
+    criteria += " SENTSINCE " + dayBefore + " SENTBEFORE " + dayAfter;
   }
   if (!h.From.Address.empty()) criteria += " FROM " + ImapQuoted(h.From.Address);
   std::vector<uint32_t> uids;
@@ -217,6 +242,7 @@ void TKwTargetMailIMAP::ProcessMessage(TKwMailMessage& message) {
     const std::string flags = "(\\Seen) \"" + DateTimeToImapTime(h.SubmitDate.GmtDate) + "\"";
     if (!FClient->Append(FSelected, h.SubmitDate.GmtDate != 0 ? flags : "(\\Seen)", text))
       return Fail(FClient->LastError(), "Uploading message to " + FSelected);
+    if (!Trim(h.MessageID).empty()) FKnown[FSelected].insert(DuplicateKey(h));
     FSaveStatus = ssSaved;
     Log->IncSaved();
   }

@@ -11,6 +11,7 @@
 // connection that cannot be made or is lost fails the target once; the messages after
 // that are kept out of the processed-message log, so a later run uploads them.
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -48,6 +49,7 @@ class TKwTargetMailIMAP : public TKwTargetMailBase {
   std::vector<std::string> MailboxPath(const TKwMailMessage& message) const;
   // The mailbox made current (created with its parents when missing); "" after an error.
   std::string OpenMailbox(const std::vector<std::string>& path);
+  bool LoadKnownMessages(const std::string& mailbox);
   bool IsDuplicate(const TKwMailMessage& message, bool& duplicate);
   void Fail(const std::string& error, const std::string& description);
 
@@ -55,6 +57,9 @@ class TKwTargetMailIMAP : public TKwTargetMailBase {
   char FDelimiter = '/';
   std::set<std::string> FMailboxes;  // names as the server knows them
   std::string FSelected;
+  // Per mailbox opened this run: Message-ID and sender of every message it holds, read
+  // once, so that the duplicate check costs no server search per message.
+  std::map<std::string, std::set<std::string>> FKnown;
   bool FGaveUp = false;
   int FUndelivered = 0;
 };
