@@ -21,9 +21,12 @@
 #include "uKwTargetMailColumnar.h"
 #include "uKwTargetMailEmailDataDBCollect.h"
 #include "uKwTargetMailEmailDataParser.h"
+#include "uKwTargetIMAP.h"
+#include "uKwTargetMailEDataSendEmail.h"
 #include "uKwTargetMailEmailParts.h"
 #include "uKwTargetMailFolder.h"
 #include "uKwTargetMbox.h"
+#include "uKwTargetSMTP.h"
 #include "uKwTargetSingleFiles.h"
 #include "uKwTargets.h"
 

@@ -149,7 +149,8 @@ class TKwActionBase : public TKwPersistent {
   // abort, so that what was written is completed and closed.
   void ForEachChildTarget(const std::function<void(TKwTargetBase&)>& call, bool finalising = false);
   // Errors in the logs of this action and every action below it.
-  int SubtreeErrorsCount() const;
+  // Virtual: a target may count messages it could not take without an error entry each.
+  virtual int SubtreeErrorsCount() const;
 
   std::vector<std::unique_ptr<TKwActionBase>> List;
   // Abort may run on another thread and raise OnAbort while a parent hands this action

@@ -24,7 +24,21 @@ void GlobalInitOnce() {
 }
 
 bool IsImplicitTlsPort(const TKwConnectionSettings& s) {
-  return s.Port == (s.Protocol == TKwMailProtocol::Pop3 ? 995 : 993);
+  switch (s.Protocol) {
+    case TKwMailProtocol::Pop3: return s.Port == 995;
+    case TKwMailProtocol::Imap: return s.Port == 993;
+    case TKwMailProtocol::Smtp: return s.Port == 465;
+  }
+  return false;
+}
+
+const char* Scheme(TKwMailProtocol protocol) {
+  switch (protocol) {
+    case TKwMailProtocol::Pop3: return "pop3";
+    case TKwMailProtocol::Imap: return "imap";
+    case TKwMailProtocol::Smtp: return "smtp";
+  }
+  return "imap";
 }
 
 int AbortCallback(void* clientp, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
@@ -45,7 +59,7 @@ bool ReadWholeFile(const std::string& name, std::string& out) {
 }  // namespace
 
 std::string ConnectionUrl(const TKwConnectionSettings& s) {
-  std::string scheme = s.Protocol == TKwMailProtocol::Pop3 ? "pop3" : "imap";
+  std::string scheme = Scheme(s.Protocol);
   if (s.UseSSL && IsImplicitTlsPort(s)) scheme += "s";
   const bool ipv6 = s.Host.find(':') != std::string::npos;
   const std::string host = ipv6 ? "[" + s.Host + "]" : s.Host;
@@ -121,11 +135,15 @@ bool TKwCurlConnection::Open(const TKwConnectionSettings& s, std::string& error)
   } else if (!IsImplicitTlsPort(s)) {
     e.Set(CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));  // STARTTLS or nothing
   }
-  e.Set(CURLOPT_USERNAME, s.Username.c_str());
-  if (s.Mechanism == "XOAUTH2") {
-    e.Set(CURLOPT_XOAUTH2_BEARER, s.BearerToken.c_str());
-  } else {
-    e.Set(CURLOPT_PASSWORD, s.Password.c_str());
+  // Without a user name nothing is set, so that an SMTP relay that takes mail without a
+  // login is not sent an empty one.
+  if (!s.Username.empty()) {
+    e.Set(CURLOPT_USERNAME, s.Username.c_str());
+    if (s.Mechanism == "XOAUTH2") {
+      e.Set(CURLOPT_XOAUTH2_BEARER, s.BearerToken.c_str());
+    } else {
+      e.Set(CURLOPT_PASSWORD, s.Password.c_str());
+    }
   }
   // Without one, curl takes the strongest mechanism the server offers; XOAUTH2 must be
   // named, or curl would send the token as OAUTHBEARER.

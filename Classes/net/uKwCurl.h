@@ -1,6 +1,6 @@
 #pragma once
 // The libcurl layer: TKwCurlEasy owns an easy handle (every use of curl goes through one);
-// TKwCurlConnection is the connection of the POP3 and IMAP clients. libcurl connects (proxy, implicit TLS or STARTTLS, certificate check, login) with
+// TKwCurlConnection is the connection of the POP3, IMAP and SMTP clients. libcurl connects (proxy, implicit TLS or STARTTLS, certificate check, login) with
 // CURLOPT_CONNECT_ONLY and hands the logged-in connection over; the clients then speak
 // their protocol on it through Send and Receive. Only this unit includes curl's header.
 //
@@ -13,7 +13,7 @@
 #include <string>
 #include <string_view>
 
-enum class TKwMailProtocol { Pop3, Imap };
+enum class TKwMailProtocol { Pop3, Imap, Smtp };
 
 // A SOCKS or HTTP CONNECT proxy between us and the server.
 enum class TKwProxyKind { None, HttpTunnel, Socks4, Socks5 };
@@ -29,7 +29,7 @@ struct TKwConnectionSettings {
   TKwMailProtocol Protocol = TKwMailProtocol::Imap;
   std::string Host;
   int Port = 0;
-  // Off: never TLS. On: implicit TLS on the SSL ports (995, 993), STARTTLS on any other.
+  // Off: never TLS. On: implicit TLS on the SSL ports (995, 993, 465), STARTTLS on any other.
   bool UseSSL = false;
   std::string Username, Password;
   // "" lets the server's mechanisms decide; else a SASL name ("PLAIN", "LOGIN",

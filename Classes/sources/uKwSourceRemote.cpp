@@ -44,19 +44,19 @@ TKwProxySettings Proxy(const TKwGlobalOptions& global) {
   return proxy;
 }
 
-bool BearerToken(TKwSourceBase& source, std::string& token, std::string& error) {
-  const TKwRemoteOptions& remote = *source.SourceOptions->Remote;
+bool BearerToken(const TKwRemoteOptions& remote, TKwGlobalOptions* global, std::string& token,
+                 std::string& error) {
   const std::string& key = remote.Username;
   std::string access, refresh;
   TDateTime expiry = 0;
-  if (source.GlobalOptions && source.GlobalOptions->OauthGetTokens(key, access, refresh, expiry)) {
+  if (global && global->OauthGetTokens(key, access, refresh, expiry)) {
     if (expiry != 0 && expiry <= NowLocal() && !refresh.empty()) {
       TKwOAuthTokens fresh;
-      const std::string caFile = source.GlobalOptions->CaFile;
+      const std::string caFile = global->CaFile;
       if (!RefreshOAuthToken(remote.Server, refresh, caFile, fresh, error)) return false;
       access = fresh.AccessToken;
       if (!fresh.RefreshToken.empty()) refresh = fresh.RefreshToken;
-      source.GlobalOptions->OauthSetTokens(key, access, refresh, fresh.Expiry);
+      global->OauthSetTokens(key, access, refresh, fresh.Expiry);
     }
     token = access;
   } else {
@@ -70,7 +70,13 @@ bool BearerToken(TKwSourceBase& source, std::string& token, std::string& error) 
 
 bool RemoteConnectionSettings(TKwSourceBase& source, TKwMailProtocol protocol, TKwConnectionSettings& settings,
                               std::string& error) {
-  const TKwRemoteOptions& remote = *source.SourceOptions->Remote;
+  return RemoteConnectionSettings(*source.SourceOptions->Remote, source.GlobalOptions, source.Aborted, protocol,
+                                  settings, error);
+}
+
+bool RemoteConnectionSettings(const TKwRemoteOptions& remote, TKwGlobalOptions* global,
+                              const std::atomic<bool>& abort, TKwMailProtocol protocol,
+                              TKwConnectionSettings& settings, std::string& error) {
   settings = {};
   settings.Protocol = protocol;
   settings.Host = remote.Server;
@@ -79,13 +85,13 @@ bool RemoteConnectionSettings(TKwSourceBase& source, TKwMailProtocol protocol, T
   settings.Username = remote.Username;
   settings.Password = remote.Password;
   settings.Mechanism = Mechanism(remote.ImapAuthMechanism);
-  settings.Abort = &source.Aborted;
-  if (source.GlobalOptions) {
-    settings.CaFile = source.GlobalOptions->CaFile;
-    settings.Proxy = Proxy(*source.GlobalOptions);
+  settings.Abort = &abort;
+  if (global) {
+    settings.CaFile = global->CaFile;
+    settings.Proxy = Proxy(*global);
   }
   if (settings.Host.empty()) return error = "No server is set", false;
-  if (settings.Mechanism == "XOAUTH2") return BearerToken(source, settings.BearerToken, error);
+  if (settings.Mechanism == "XOAUTH2") return BearerToken(remote, global, settings.BearerToken, error);
   return true;
 }
 

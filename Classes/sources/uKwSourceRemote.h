@@ -3,11 +3,14 @@
 // source's remote options and the global firewall, proxy, CA and OAuth settings, and the
 // reason of a failed connection put into the source's "Couldn't connect to source" entry.
 
+#include <atomic>
 #include <string>
 
 #include "uKwCurl.h"
 
 class TKwActionLog;
+class TKwGlobalOptions;
+class TKwRemoteOptions;
 class TKwSourceBase;
 
 // The connection of `source` (its Remote options; GlobalOptions when set). With XOAUTH2
@@ -19,4 +22,11 @@ bool RemoteConnectionSettings(TKwSourceBase& source, TKwMailProtocol protocol, T
 
 // Puts `reason` into the description of the log's latest "Couldn't connect to source"
 // entry, so the one entry of a failed connection says why.
+// The same for any action that talks to a server (the SMTP and IMAP targets): `remote`
+// its options, `global` the global options (not owned; may be null, and has its OAuth
+// store updated), `abort` the action's flag, which must outlive the connection.
+bool RemoteConnectionSettings(const TKwRemoteOptions& remote, TKwGlobalOptions* global,
+                              const std::atomic<bool>& abort, TKwMailProtocol protocol,
+                              TKwConnectionSettings& settings, std::string& error);
+
 void ExplainConnectFailure(TKwActionLog& log, const std::string& reason);

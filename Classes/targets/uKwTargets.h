@@ -15,13 +15,6 @@
     KW_UNAVAILABLE_ACTION(Name) \
   };
 
-// A kind with published settings of its own: the class body follows the macro.
-#define KW_TARGET_BEGIN(Name, Base) \
-  class Name : public Base {        \
-   public:                          \
-    KW_UNAVAILABLE_ACTION(Name)     \
-    void Publish(TKwPublisher& publisher) override;
-
 // ---------------------------------------------------------------- passes
 
 // The filters and their condition branches are in uKwTargetFilters.
@@ -29,24 +22,11 @@ KW_TARGET(TKwTargetMailImagesDownloader, TKwTargetMailPassBase)
 
 KW_TARGET(TKwTargetRemotePC, TKwTargetMailPassBase)
 
-
 // ---------------------------------------------------------------- targets
 
 KW_TARGET(TKwTargetMailCompilation, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailPrinter, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailDownloadManager, TKwTargetMailBase)
-
-
-KW_TARGET_BEGIN(TKwTargetMailSMTP, TKwTargetMailBase)
-  TSMTPForwardSubject ForwardSubject = sfsForwardPrefixOriginalSubject;
-  std::string From;
-  bool IncludeMessageAsAttachment = false;
-  bool IncludeMessageBody = false;
-  std::string Recipients;
-  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
-  std::string Subject;
-  TStringList TopPostedBody;
-};
 
 KW_TARGET(TKwTargetMailScript, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailExchange, TKwTargetMailBase)
@@ -54,28 +34,16 @@ KW_TARGET(TKwTargetMailOutlook, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailOutlookMapi, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailThunderbird, TKwTargetMailBase)
 
-KW_TARGET_BEGIN(TKwTargetMailIMAP, TKwTargetMailBase)
-  bool IncludeImagesInTarget = false;
-  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
-  TSFSubFolderStructure SubFolderStructure = sfsDontCreateSubFolders;
-  std::string TargetRootFolder;
-};
-KW_TARGET(TKwTargetMailGMail, TKwTargetMailIMAP)
-KW_TARGET(TKwTargetMailOutlookCom, TKwTargetMailIMAP)
-KW_TARGET(TKwTargetMailYahooIMAP, TKwTargetMailIMAP)
+// The IMAP upload and its presets are in uKwTargetIMAP.
 KW_TARGET(TKwTargetMailGmailApi, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailAS3, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailZendesk, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailZohoDesk, TKwTargetMailBase)
 
-
 KW_TARGET(TKwTargetMailLocalArchive, TKwTargetMailBase)
 KW_TARGET(TKwTargetMailStorageLocal, TKwTargetMailBase)
 
-KW_TARGET_BEGIN(TKwTargetMailEDataSendEmail, TKwTargetMailBase)
-  std::string Body, From, Recipient, Subject;  // templates
-  const std::unique_ptr<TKwRemoteOptions> Remote = std::make_unique<TKwRemoteOptions>();
-};
+// The SMTP forwarder is in uKwTargetSMTP, send-email in uKwTargetMailEDataSendEmail.
 
 // ---------------------------------------------------------------- CRM services
 
@@ -94,4 +62,3 @@ KW_TARGET(TKwTargetCrmZoho, TKwTargetCrmBase)
 KW_TARGET(TKwTargetCrmSolve360, TKwTargetCrmBase)
 
 #undef KW_TARGET
-#undef KW_TARGET_BEGIN
