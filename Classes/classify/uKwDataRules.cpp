@@ -113,21 +113,7 @@ std::string FoldCase(std::string_view text, TDataCase folding) {
     if (kUtf8) c = static_cast<char32_t>(folding == dcLower ? towlower_l(static_cast<wint_t>(c), kUtf8)
                                                             : towupper_l(static_cast<wint_t>(c), kUtf8));
     else c = static_cast<char32_t>(folding == dcLower ? towlower(static_cast<wint_t>(c)) : towupper(static_cast<wint_t>(c)));
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else if (c < 0x800) {
-      out += static_cast<char>(0xC0 | (c >> 6));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      out += static_cast<char>(0xE0 | (c >> 12));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      out += static_cast<char>(0xF0 | (c >> 18));
-      out += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      out += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      out += static_cast<char>(0x80 | (c & 0x3F));
-    }
+    AppendUtf8(out, c);
     i += length;
   }
   return out;

@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "uKwUtf8.h"
+
 namespace {
 
 struct TFrame {
@@ -16,19 +18,6 @@ struct TFrame {
 std::string MemberPath(const TFrame& frame) {
   if (!frame.IsObject) return frame.Path + "[" + std::to_string(frame.Index) + "]";
   return frame.Path.empty() ? frame.Key : frame.Path + "." + frame.Key;
-}
-
-void AppendUtf8(std::string& out, unsigned code) {
-  if (code < 0x80) {
-    out += static_cast<char>(code);
-  } else if (code < 0x800) {
-    out += static_cast<char>(0xC0 | (code >> 6));
-    out += static_cast<char>(0x80 | (code & 0x3F));
-  } else {
-    out += static_cast<char>(0xE0 | (code >> 12));
-    out += static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (code & 0x3F));
-  }
 }
 
 // Reads the string whose opening quote is at `at`; leaves `at` on its closing quote.
@@ -48,7 +37,7 @@ std::string ReadString(std::string_view text, size_t& at) {
       case 'f': value += '\f'; break;
       case 'u':
         if (at + 4 < text.size()) {
-          AppendUtf8(value, static_cast<unsigned>(std::stoul(std::string(text.substr(at + 1, 4)), nullptr, 16)));
+          AppendUtf8(value, static_cast<char32_t>(std::stoul(std::string(text.substr(at + 1, 4)), nullptr, 16)));
           at += 4;
         }
         break;

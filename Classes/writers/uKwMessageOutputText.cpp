@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <unordered_map>
 
+#include "uKwUtf8.h"
+
 namespace {
 
 // ---------------------------------------------------------------- UTF-8 and UTF-16
@@ -41,24 +43,6 @@ TDecodedChar DecodeAt(std::string_view text, size_t pos) {
     code = (code << 6) | (byte(i) & 0x3F);
   }
   return {code, length};
-}
-
-void AppendUtf8(std::string& out, char32_t code) {
-  if (code < 0x80) {
-    out.push_back(static_cast<char>(code));
-  } else if (code < 0x800) {
-    out.push_back(static_cast<char>(0xC0 | (code >> 6)));
-    out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-  } else if (code < 0x10000) {
-    out.push_back(static_cast<char>(0xE0 | (code >> 12)));
-    out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-  } else {
-    out.push_back(static_cast<char>(0xF0 | (code >> 18)));
-    out.push_back(static_cast<char>(0x80 | ((code >> 12) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | ((code >> 6) & 0x3F)));
-    out.push_back(static_cast<char>(0x80 | (code & 0x3F)));
-  }
 }
 
 // The UTF-16 code units of one character (one, or a surrogate pair).

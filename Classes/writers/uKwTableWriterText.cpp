@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "uKwTableCells.h"
+#include "uKwUtf8.h"
 
 namespace {
 
@@ -194,21 +195,7 @@ std::string ElementName(const std::string& columnName) {
   if (name.empty() || !IsNameStartCharacter(name[0]) || reserved) name.insert(name.begin(), U'_');
   std::string utf8;
   for (const char32_t c : name) {
-    if (c < 0x80) {
-      utf8 += static_cast<char>(c);
-    } else if (c < 0x800) {
-      utf8 += static_cast<char>(0xC0 | (c >> 6));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    } else if (c < 0x10000) {
-      utf8 += static_cast<char>(0xE0 | (c >> 12));
-      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    } else {
-      utf8 += static_cast<char>(0xF0 | (c >> 18));
-      utf8 += static_cast<char>(0x80 | ((c >> 12) & 0x3F));
-      utf8 += static_cast<char>(0x80 | ((c >> 6) & 0x3F));
-      utf8 += static_cast<char>(0x80 | (c & 0x3F));
-    }
+    AppendUtf8(utf8, c);
   }
   return utf8;
 }
