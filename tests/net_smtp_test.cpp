@@ -10,6 +10,7 @@
 #include "SmtpServer.h"
 #include "TestSupport.h"
 #include "uKwActionLog.h"
+#include "uKwActionSendEmail.h"
 #include "uKwMailMessage.h"
 #include "uKwParameters.h"
 #include "uKwSMTP.h"
@@ -298,6 +299,27 @@ TEST_F(SmtpTest, SendEmailFillsItsTemplatesAndLogsEveryAttempt) {
   ASSERT_EQ(errors.size(), 2u);
   EXPECT_NE(errors[0].find("550"), std::string::npos);
   EXPECT_EQ(sender.GetLog().GetError(1).Error, "Operation Failed!");
+}
+
+TEST_F(SmtpTest, TheSendEmailActionSendsItsOneMailOrSaysWhyNot) {
+  auto action = CreateNewAction(stiSendEmail);
+  auto& send = static_cast<TKwActionSendEmail&>(*action);
+  send.GlobalOptions = &FGlobal;
+  Login(*send.Remote, gServer->Port(), true);
+  send.From = "jobs@example.net";
+  send.Recipient = "ops@example.org; team@example.org";
+  send.Subject = "Nightly export done";
+  send.Body = "All sources finished.";
+  send.Execute();
+  ASSERT_EQ(send.GetLog().ErrorsCount(), 0) << send.GetLog().GetError(0).Error;
+  const auto received = gServer->Received();
+  ASSERT_EQ(received.size(), 1u);
+  EXPECT_EQ(received[0].Envelope["to"], nlohmann::json::array({"ops@example.org", "team@example.org"}));
+  EXPECT_EQ(Parse(received[0].Text)->Headers->Subject, "Nightly export done");
+
+  send.Remote->Port = 1;
+  send.Execute();
+  ASSERT_EQ(send.GetLog().ErrorsCount(), 1) << "a dead server is the action's error";
 }
 
 TEST(SmtpDataTest, EndsEveryLineWithCrLfAndDoublesLeadingDots) {

@@ -1,6 +1,7 @@
 #pragma once
 // The simple file and folder actions a job may run beside its sources. This build keeps
-// their settings and reports them as not available when run.
+// their settings and reports them as not available when run; sending a mail is
+// TKwActionSendEmail (uKwActionSendEmail).
 
 #include "uKwActionBase.h"
 
@@ -17,7 +18,6 @@ KW_SIMPLE_ACTION(TKwActionZIPDeCompress)
 KW_SIMPLE_ACTION(TKwActionEncryption)
 KW_SIMPLE_ACTION(TKwActionRunApplication)
 KW_SIMPLE_ACTION(TKwActionRunDOSCommand)
-KW_SIMPLE_ACTION(TKwActionSendEmail)
 KW_SIMPLE_ACTION(TKwActionFTPFolderOperation)
 KW_SIMPLE_ACTION(TKwActionFTPFileOperation)
 
