@@ -28,10 +28,12 @@ fuzz: deps
 	cmake --build $(BUILD)-fuzz -j $(JOBS)
 	bash fuzz/run.sh $(BUILD)-fuzz $(FUZZ_SECONDS)
 
+# Unoptimised: the sanitizers find the same faults, and the build takes half the time.
 asan: deps
-	cmake -S . -B $(BUILD)-asan -G Ninja -DQUILLON_SANITIZE=ON
+	cmake -S . -B $(BUILD)-asan -G Ninja -DQUILLON_SANITIZE=ON -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-O0
 	cmake --build $(BUILD)-asan -j $(JOBS)
-	cd $(BUILD)-asan && ctest --output-on-failure -j $(JOBS) -L unit
+	cd $(BUILD)-asan && LSAN_OPTIONS=suppressions=$(CURDIR)/tests/lsan.supp \
+	  ctest --output-on-failure -j $(JOBS) -L unit
 
 clean:
 	rm -rf $(BUILD) $(BUILD)-bench $(BUILD)-fuzz $(BUILD)-asan demo-out

@@ -165,7 +165,8 @@ TEST(TKwActionLogTest, NestedLogStreamsItsListsUnderTheOwnersPrefix) {
 TEST(TKwActionLogTest, StatusListIsWrittenAsNameFromSubjectAndDate) {
   TKwActionLog log;
   log.AddMessageStatusFull(ssRenamed, "bo@example.org", "Invoice", kDate);
-  TKwPropertyReader reader = ValueOf(Saved(log), "MessageStatusList");
+  const std::string saved = Saved(log);  // the reader reads it in place
+  TKwPropertyReader reader = ValueOf(saved, "MessageStatusList");
   reader.ReadListBegin();
   EXPECT_EQ(reader.ReadString(), "ssRenamed");
   EXPECT_EQ(reader.ReadString(), "bo@example.org");
