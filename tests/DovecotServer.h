@@ -3,53 +3,20 @@
 // started by scripts/dovecot-test.sh in a folder of its own. User alice, password secret
 // (also taken as an XOAUTH2 token). Start it once per test binary: stopping takes seconds.
 
-#include <unistd.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <map>
-#include <vector>
 #include <string>
+#include <vector>
 
+#include "ScriptServer.h"
 #include "uKwCurl.h"
 
-class TDovecotServer {
+class TDovecotServer : public TScriptServer {
  public:
   static constexpr char kUser[] = "alice";
   static constexpr char kPassword[] = "secret";
 
-  // False (with the script's output in Error) when the server did not come up.
-  // `environment` ("POP3S_PORT=995") goes before the script's command.
-  bool Start(const std::string& environment = "") {
-    FDir = std::filesystem::temp_directory_path() / ("quillon-dovecot-" + std::to_string(getpid()));
-    std::filesystem::remove_all(FDir);
-    const std::string log = (FDir.string() + ".log");
-    if (std::system((environment + " " + Script() + " start " + FDir.string() + " >" + log + " 2>&1").c_str()) != 0) {
-      std::ifstream in(log);
-      Error.assign(std::istreambuf_iterator<char>(in), {});
-      return false;
-    }
-    std::ifstream env(FDir / "ports.env");
-    for (std::string line; std::getline(env, line);)
-      if (auto eq = line.find('='); eq != std::string::npos) FValues[line.substr(0, eq)] = line.substr(eq + 1);
-    return Port("IMAP") > 0 && Port("POP3") > 0;
-  }
-  void Stop() {
-    if (FDir.empty()) return;
-    std::system((Script() + " stop " + FDir.string() + " >/dev/null 2>&1").c_str());
-    std::filesystem::remove_all(FDir);
-    std::filesystem::remove(FDir.string() + ".log");
-    FDir.clear();
-  }
-  ~TDovecotServer() { Stop(); }
+  TDovecotServer() : TScriptServer("dovecot-test.sh", "dovecot") {}
 
-  int Port(const std::string& name) const {  // "IMAP", "IMAPS", "POP3", "POP3S"
-    auto it = FValues.find(name + "_PORT");
-    return it == FValues.end() ? 0 : std::atoi(it->second.c_str());
-  }
-  std::string CaFile() const { return FValues.count("CA") ? FValues.at("CA") : ""; }
-  std::filesystem::path Dir() const { return FDir; }
+  int Port(const std::string& name) const { return Number(name + "_PORT"); }  // "IMAP", "IMAPS", "POP3", "POP3S"
 
   TKwConnectionSettings Settings(TKwMailProtocol protocol, bool tls) const {
     TKwConnectionSettings s;
@@ -65,12 +32,8 @@ class TDovecotServer {
     return s;
   }
 
-  std::string Error;
-
- private:
-  static std::string Script() { return std::string(QUILLON_SOURCE_DIR) + "/scripts/dovecot-test.sh"; }
-  std::filesystem::path FDir;
-  std::map<std::string, std::string> FValues;
+ protected:
+  bool IsUp() const override { return Port("IMAP") > 0 && Port("POP3") > 0; }
 };
 
 // A message of `bodyLines` numbered body lines.

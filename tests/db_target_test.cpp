@@ -8,12 +8,11 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 
 #include <soci/soci.h>
 
+#include "ScriptServer.h"
 #include "TestSupport.h"
 #include "uKwActionLog.h"
 #include "uKwDbSession.h"
@@ -26,46 +25,34 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string kScripts = std::string(QUILLON_SOURCE_DIR) + "/scripts/";
+// PostgreSQL and MariaDB for the whole binary.
+class TDatabaseServer : public TScriptServer {
+ public:
+  TDatabaseServer(const std::string& script, const std::string& name, std::string portKey)
+      : TScriptServer(script, name), FPortKey(std::move(portKey)) {}
+  int Port() const { return Number(FPortKey); }
+  std::string Connection;
 
-// A throw-away server for the whole binary; its connection string, or "" for SQLite.
-struct TServer {
-  std::string Script, Folder, Connection;
-  void Start(const std::string& script, const std::string& folder) {
-    Script = script;
-    Folder = folder;
-    const std::string command = "bash " + kScripts + script + " start " + folder + " > " + folder + ".out 2>&1";
-    if (std::system(command.c_str()) != 0) throw std::runtime_error("could not start " + script);
-  }
-  std::string Env(const std::string& key) const {
-    std::ifstream in(Folder + "/ports.env");
-    for (std::string line; std::getline(in, line);)
-      if (line.rfind(key + "=", 0) == 0) return line.substr(key.size() + 1);
-    return "";
-  }
-  void Stop() const {
-    if (!Folder.empty()) std::system(("bash " + kScripts + Script + " stop " + Folder + " > /dev/null 2>&1").c_str());
-  }
+ protected:
+  bool IsUp() const override { return Port() > 0; }
+
+ private:
+  std::string FPortKey;
 };
 
-TServer gPostgres, gMaria;
-std::string gServersRoot;
+TDatabaseServer gPostgres("pg-test.sh", "pg", "PG_PORT"), gMaria("mariadb-test.sh", "maria", "MY_PORT");
 
 class ServersEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
-    gServersRoot = (fs::temp_directory_path() / ("quillon-db-" + std::to_string(getpid()))).string();
-    fs::create_directories(gServersRoot);
-    gPostgres.Start("pg-test.sh", gServersRoot + "/pg");
-    gPostgres.Connection = "postgresql://host=127.0.0.1 port=" + gPostgres.Env("PG_PORT") + " user=postgres dbname=test";
-    gMaria.Start("mariadb-test.sh", gServersRoot + "/maria");
-    gMaria.Connection = "mysql://host=127.0.0.1 port=" + gMaria.Env("MY_PORT") + " user=test password=test db=test";
+    if (!gPostgres.Start()) throw std::runtime_error(gPostgres.Error);
+    gPostgres.Connection = "postgresql://host=127.0.0.1 port=" + std::to_string(gPostgres.Port()) + " user=postgres dbname=test";
+    if (!gMaria.Start()) throw std::runtime_error(gMaria.Error);
+    gMaria.Connection = "mysql://host=127.0.0.1 port=" + std::to_string(gMaria.Port()) + " user=test password=test db=test";
   }
   void TearDown() override {
     gPostgres.Stop();
     gMaria.Stop();
-    std::error_code ec;
-    fs::remove_all(gServersRoot, ec);
   }
 };
 
@@ -102,7 +89,7 @@ class DbTargetTest : public ::testing::TestWithParam<TBackEnd> {
       case TBackEnd::PostgreSQL: return gPostgres.Connection;
       case TBackEnd::MariaDB: return gMaria.Connection;
       case TBackEnd::OdbcPostgreSQL:
-        return "odbc://Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=" + gPostgres.Env("PG_PORT") +
+        return "odbc://Driver={PostgreSQL Unicode};Server=127.0.0.1;Port=" + std::to_string(gPostgres.Port()) +
                ";Database=test;Uid=postgres;";
     }
     return "";
