@@ -68,7 +68,7 @@ TResult ActionEntry(TKwActionBase& action) {
 void Walk(TKwActionBase& action, TResult& summary, std::vector<std::pair<std::string, int>>& errors) {
   TKwActionLog& log = action.GetLog();
   if (action.GetActionRol() == arSource) summary["processed"] = summary["processed"].get<int>() + log.Processed;
-  summary["saved"] = summary["saved"].get<int>() + log.Saved;
+  summary["saved"] = summary["saved"].get<int>() + log.Saved + log.Renamed + log.Overwritten;
   summary["skipped"] = summary["skipped"].get<int>() + log.Skipped;
   summary["errors"] = summary["errors"].get<int>() + log.ErrorsCount();
   if (action.GetActionRol() != arJob) summary["actions"].push_back(ActionEntry(action));

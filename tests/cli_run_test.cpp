@@ -155,6 +155,15 @@ TEST_F(CliRunTest, SkipsAreExplainedPerTarget) {
       << again.Out;
 }
 
+TEST_F(CliRunTest, RenamedFilesCountAsSaved) {
+  WriteFileText(Path("rename.json"), R"({"kind": "stiMailSrcMbox", "SourceOptions.Filename": ")" + Path("in.mbox") +
+                                         R"(", "children": [{"kind": "stiMailTarSingleFiles", "Options.TargetFolder": ")" +
+                                         Path("files") + R"(", "Options.DuplicatedFilesAction": "dfRename"}]})");
+  ASSERT_EQ(Quillon("run --quiet - < " + Path("rename.json")).Status, 0);
+  TCliRun again = Quillon("run --quiet - < " + Path("rename.json"));
+  EXPECT_NE(again.Out.find("3 processed, 3 saved, 0 skipped"), std::string::npos) << again.Out;
+}
+
 TEST_F(CliRunTest, ProblemsStopTheRunUnlessLenient) {
   WriteFileText(Path("typo.json"), R"({"kind": "stiJob", "children": [{"kind": "stiMailSrcMbox",
     "SourceOptions.Filename": ")" + Path("in.mbox") + R"(", "SourceOptions.Filenam": "x"}]})");
