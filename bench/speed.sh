@@ -78,6 +78,6 @@ for name in $jobs; do
   read -r ours peak < <(median "$work/$name.ours")
   if [ -n "$anchor" ]; then read -r theirs _ < <(median "$work/$name.anchor"); else theirs=0; fi
   awk -v j="$name" -v n="$messages" -v a="$ours" -v b="$theirs" -v kb="$peak" 'BEGIN {
-    printf "%-12s %10.2f %10.0f %10s %10s %8s %10.1f\n", j, a, n / a, b > 0 ? sprintf("%.2f", b) : "-",
-      b > 0 ? sprintf("%.0f", n / b) : "-", b > 0 ? sprintf("%.2f", a / b) : "-", kb / 1024 }'
+    printf "%-12s %10.2f %10.0f %10s %10s %8s %10.1f\n", j, a, n / a, (b > 0 ? sprintf("%.2f", b) : "-"),
+      (b > 0 ? sprintf("%.0f", n / b) : "-"), (b > 0 ? sprintf("%.2f", a / b) : "-"), kb / 1024 }'
 done

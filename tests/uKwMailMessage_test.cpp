@@ -121,6 +121,28 @@ TEST(TKwMailMessageTest, AttachmentsKeepTheirBytesAndContentIds) {
   EXPECT_EQ(message->HtmlPartCharset, "utf-8");
 }
 
+TEST(TKwMailMessageTest, ShallowerDecodingKeepsHeadersAndSourceAndLeavesTheRestEmpty) {
+  for (const fs::path& file : {kMessages / "04-nested-related.eml",
+                               fs::path(QUILLON_TEST_DATA) / "bounces" / "01-dsn-unknown-user.eml"}) {
+    const std::string text = ReadFileText(file);
+    TKwMailMessage full, headers, verdict;
+    headers.DecodeDepth = TKwDecodeDepth::Headers;
+    verdict.DecodeDepth = TKwDecodeDepth::BounceVerdict;
+    for (TKwMailMessage* message : {&full, &headers, &verdict}) ASSERT_TRUE(message->LoadMIMEFromString(text));
+    ASSERT_FALSE(full.TextPart.empty() && full.Attachments->GetCount() == 0) << file;
+    for (TKwMailMessage* message : {&headers, &verdict}) {
+      EXPECT_EQ(message->Headers->Subject, full.Headers->Subject);
+      EXPECT_EQ(message->Headers->GetUniqueId(), full.Headers->GetUniqueId());
+      EXPECT_EQ(message->SourceLines, full.SourceLines);
+      EXPECT_TRUE(message->TextPart.empty() && message->HtmlPart.empty());
+      EXPECT_EQ(message->Attachments->GetCount(), 0);
+    }
+    EXPECT_EQ(verdict.BounceType, full.BounceType);
+    EXPECT_EQ(verdict.BounceRecipient, full.BounceRecipient);
+    EXPECT_EQ(headers.BounceType, "");
+  }
+}
+
 TEST(TKwMailMessageTest, InvalidFileNameCharactersBecomeUnderscores) {
   auto message = Load(
       "Content-Type: multipart/mixed; boundary=b\r\n\r\n--b\r\nContent-Type: application/pdf\r\n"

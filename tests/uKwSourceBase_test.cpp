@@ -13,6 +13,8 @@
 #include "uKwMailMessage.h"
 #include "uKwParameters.h"
 #include "uKwTargetBase.h"
+#include "uKwTargetMailEmailParts.h"
+#include "uKwTargetSingleFiles.h"
 
 namespace {
 
@@ -223,4 +225,27 @@ TEST_F(SourceLoopTest, ADeleteThatTheSourceCannotDoIsNotedOncePerRun) {
   EXPECT_EQ(target.Subjects.size(), 3u);
   ASSERT_EQ(Log().Notes.size(), 1u);
   EXPECT_NE(Log().Notes[0].find("cannot delete"), std::string::npos);
+}
+
+TEST(DecodeDepthTest, ARunDecodesNoMoreThanItsEnabledStagesRead) {
+  TTempHome home;
+  std::unique_ptr<TKwActionBase> source = CreateNewAction(stiMailSrcMbox);
+  auto& files = dynamic_cast<TKwTargetMailSingleFiles&>(source->GetChild(source->AddChild(stiMailTarSingleFiles)));
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Headers);  // .eml files named from headers
+  files.Options->Filename->Format = fnfUserDefined;
+  files.Options->Filename->Parts = "0211" + std::to_string(static_cast<int>(fpAttachmentSign));
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
+  files.Options->Filename->Format = fnfDateFromSubject;
+  files.Options->TargetFileFormat = ffSfPdf;
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
+  files.Enabled = false;
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Headers);
+
+  TKwActionBase& bounces = source->GetChild(source->AddChild(stiMailPasBounceFilter));
+  TKwActionBase& branch = bounces.GetChild(bounces.AddChild(stiMailPasFilterTrue));
+  auto& columns = dynamic_cast<TKwTargetMailEmailParts&>(branch.GetChild(branch.AddChild(stiMailTarEmailParts)));
+  columns.FieldsStr = "0308";
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::BounceVerdict);
+  columns.FieldsStr = "030813";  // the attachment count
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
 }

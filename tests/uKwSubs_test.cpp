@@ -5,10 +5,12 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <optional>
 #include <regex>
 
 #include "TestSupport.h"
 #include "uKwRegFolders.h"
+#include "uKwRunFileCache.h"
 
 namespace fs = std::filesystem;
 
@@ -144,7 +146,17 @@ TEST(GenerateTempFilenameTest, CreatesDistinctFilesInTheEnginesTempFolder) {
 
 // ---- Duplicate-aware saving ----
 
-TEST(SaveFileCheckingForDuplicatesTest, SavesRenamesAndRecognisesDuplicates) {
+// Every outcome is the same whether or not a run remembers the names it wrote and saw.
+class SaveFileCheckingForDuplicatesTest : public ::testing::TestWithParam<bool> {
+ protected:
+  void SetUp() override {
+    if (GetParam()) FRun.emplace();
+  }
+  std::optional<TKwRunFileScope> FRun;
+};
+INSTANTIATE_TEST_SUITE_P(InAndOutsideARun, SaveFileCheckingForDuplicatesTest, ::testing::Bool());
+
+TEST_P(SaveFileCheckingForDuplicatesTest, SavesRenamesAndRecognisesDuplicates) {
   TTempDir dir;
   std::string name = (dir / "report.csv").string();
   TKwDuplicateSaveResult saved = SaveFileCheckingForDuplicates(name, "one");
@@ -170,7 +182,7 @@ TEST(SaveFileCheckingForDuplicatesTest, SavesRenamesAndRecognisesDuplicates) {
   EXPECT_EQ(ReadFileText(dir / "report_1.csv"), "two");
 }
 
-TEST(SaveFileCheckingForDuplicatesTest, FollowsTheSkipAndOverwriteActions) {
+TEST_P(SaveFileCheckingForDuplicatesTest, FollowsTheSkipAndOverwriteActions) {
   TTempDir dir;
   std::string name = (dir / "a.eml").string();
   WriteFileText(name, "old");
@@ -185,7 +197,7 @@ TEST(SaveFileCheckingForDuplicatesTest, FollowsTheSkipAndOverwriteActions) {
   EXPECT_TRUE(SaveFileCheckingForDuplicates(name, "new", dfOverwrite).IsDuplicate);
 }
 
-TEST(SaveFileCheckingForDuplicatesTest, TellsContentsApartByEveryByte) {
+TEST_P(SaveFileCheckingForDuplicatesTest, TellsContentsApartByEveryByte) {
   TTempDir dir;
   std::string name = (dir / "blob.bin").string();
   std::string big(200000, 'x');
@@ -195,6 +207,23 @@ TEST(SaveFileCheckingForDuplicatesTest, TellsContentsApartByEveryByte) {
   EXPECT_EQ(SaveFileCheckingForDuplicates(name, changed).Status, ssRenamed);
   EXPECT_EQ(SaveFileCheckingForDuplicates(name, big + "z").Status, ssRenamed);
   EXPECT_TRUE(SaveFileCheckingForDuplicates(name, big).IsDuplicate);
+}
+
+TEST_P(SaveFileCheckingForDuplicatesTest, NumbersOnPastManyNamesakesAndFilesOthersMade) {
+  TTempDir dir;
+  const std::string name = (dir / "scan.pdf").string();
+  WriteFileText(dir / "scan_2.pdf", "someone else's");
+  for (int page = 0; page < 40; ++page)
+    ASSERT_NE(SaveFileCheckingForDuplicates(name, "page " + std::to_string(page)).Status, ssError);
+  EXPECT_EQ(ReadFileText(dir / "scan_3.pdf"), "page 2");
+  EXPECT_EQ(ReadFileText(dir / "scan_40.pdf"), "page 39");
+  WriteFileText(dir / "scan_41.pdf", "appeared meanwhile");
+  EXPECT_EQ(SaveFileCheckingForDuplicates(name, "page 40").FileName, (dir / "scan_42.pdf").string());
+  EXPECT_EQ(CheckGenerateFilenameWithNumberLengthLimited(name, 260), (dir / "scan_43.pdf").string());
+  // Bytes saved before, deep in the chain or by someone else, are found where they are.
+  EXPECT_EQ(SaveFileCheckingForDuplicates(name, "page 7").FileName, (dir / "scan_8.pdf").string());
+  EXPECT_TRUE(SaveFileCheckingForDuplicates(name, "someone else's").IsDuplicate);
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()), 43);
 }
 
 TEST(SaveStringListCheckingForDuplicatesTest, EndsEveryLineWithTheLineBreak) {

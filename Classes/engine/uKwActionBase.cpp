@@ -1,5 +1,6 @@
 #include "uKwActionBase.h"
 
+#include <algorithm>
 #include <fstream>
 #include <sstream>
 #include <typeinfo>
@@ -131,6 +132,13 @@ void TKwActionBase::ForEachChildTarget(const std::function<void(TKwTargetBase&)>
     if (!child->Enabled) continue;
     if (auto* target = dynamic_cast<TKwTargetBase*>(child.get())) call(*target);
   }
+}
+
+TKwDecodeDepth TKwActionBase::DecodeDepthOfSubtree() const {
+  TKwDecodeDepth depth = OwnDecodeDepth();
+  for (const auto& child : List)
+    if (child->Enabled) depth = std::max(depth, child->DecodeDepthOfSubtree());
+  return depth;
 }
 
 int TKwActionBase::SubtreeErrorsCount() const {

@@ -66,6 +66,10 @@ class TKwActionBase : public TKwPersistent {
   TRunningStatus GetRunningStatus() const { return RunningStatus; }
   // Whether this build carries out the kind; the others keep their settings only.
   virtual bool IsAvailable() const { return true; }
+  // How much of each message this action reads itself; an action that does not say reads
+  // everything. DecodeDepthOfSubtree adds what the enabled actions below it read.
+  virtual TKwDecodeDepth OwnDecodeDepth() const { return TKwDecodeDepth::Everything; }
+  TKwDecodeDepth DecodeDepthOfSubtree() const;
   // Adds "<Caption> is not available in this build" to the log and tells the status
   // handler; the run goes on with the next action.
   void ReportNotAvailable();

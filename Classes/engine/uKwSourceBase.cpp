@@ -10,6 +10,7 @@
 #include "uKwEmailCache.h"
 #include "uKwMailMessage.h"
 #include "uKwMessageName.h"
+#include "uKwRunFileCache.h"
 #include "uKwSourceLogDB.h"
 #include "uKwStorageLocal.h"
 #include "uKwStream.h"
@@ -72,6 +73,7 @@ void TKwSourceBase::SetConnected(bool connected) {
 }
 
 void TKwSourceBase::Execute() {
+  const TKwRunFileScope knownFiles;
   BeginExecute();
   if (AppDataFolder.empty()) AssertionFailure("Classes/uKwSourceBase", kAppDataAssertLine);
   if (List.empty()) return;
@@ -92,6 +94,8 @@ void TKwSourceBase::Execute() {
     CopyRunContextTo(target);
     target.InitializeExtractProcess(*SourceFolders);
   });
+  // Known once every stage below has its settings for the run.
+  if (TKwMailMessage* message = RunMessage()) message->DecodeDepth = DecodeDepthOfSubtree();
   SetConnected(true);
   if (!FConnected) {
     Log->AddErrorFull("Couldn't connect to source", "Connecting", "", "", "", "", 0);
@@ -168,6 +172,10 @@ bool TKwSourceMailBase::IsCacheEnabled() const { return GlobalOptions && GlobalO
 
 bool TKwSourceMailBase::IsStorageEnabled() const {
   return SourceOptions->CopyToStorage || (GlobalOptions && GlobalOptions->UseLocalStorage);
+}
+
+TKwDecodeDepth TKwSourceMailBase::OwnDecodeDepth() const {
+  return IsCacheEnabled() || IsStorageEnabled() ? TKwDecodeDepth::Everything : TKwDecodeDepth::Headers;
 }
 
 bool TKwSourceMailBase::InitializeExtraction() {

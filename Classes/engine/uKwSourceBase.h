@@ -76,6 +76,8 @@ class TKwSourceBase : public TKwActionBase {
   // Fills SourceFolders from the store.
   virtual bool LoadFolders() { return true; }
   virtual bool InitializeExtraction() { return true; }
+  // The message the run loads every item into; null for sources of other things.
+  virtual TKwMailMessage* RunMessage() { return nullptr; }
   virtual void FinalizeExtraction() {}
   virtual void ProcessFolder(TKwFolderNode& folder, TFolderProcessType processType);
   // Walks one folder's items; the base only resets the sampling list.
@@ -115,6 +117,10 @@ class TKwSourceMailBase : public TKwSourceBase {
 
   bool InitializeExtraction() override;
   void FinalizeExtraction() override;
+  // The loop itself reads headers only; the e-mail cache and the local storage keep
+  // bodies and attachments.
+  TKwDecodeDepth OwnDecodeDepth() const override;
+  TKwMailMessage* RunMessage() override { return FMessage.get(); }
   // Loading headers of a folder that already lists its items (UniqueIdList) walks that
   // list; everything else is the source's own walk.
   void ProcessFolder(TKwFolderNode& folder, TFolderProcessType processType) override;

@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "uKwRegFolders.h"
+#include "uKwRunFileCache.h"
 #include "uKwUtf8.h"
 
 namespace fs = std::filesystem;
@@ -94,8 +95,11 @@ std::string_view TrimSpaces(std::string_view text) {
 // Only an entry we can see counts as taken; a folder we cannot search would otherwise make
 // every numbered name look taken.
 bool PathIsTaken(const std::string& path) {
+  if (RunKnownFile(path)) return true;
   struct stat info {};
-  return lstat(path.c_str(), &info) == 0;
+  if (lstat(path.c_str(), &info) != 0) return false;
+  if (S_ISREG(info.st_mode)) RunNoteFile(path, static_cast<uint64_t>(info.st_size));
+  return true;
 }
 
 std::string ErrnoText(int error) {
@@ -105,6 +109,9 @@ std::string ErrnoText(int error) {
 enum class TExistingFile { None, SameContent, OtherContent };
 
 bool FileHasContent(const std::string& path, std::string_view content) {
+  if (const std::optional<TKwRunFile> known = RunKnownFile(path)) {
+    if (known->Size != content.size() || (known->Hash && *known->Hash != RunContentHash(content))) return false;
+  }
   std::error_code ec;
   if (!fs::is_regular_file(path, ec) || fs::file_size(path, ec) != content.size() || ec)
     return false;
@@ -154,20 +161,38 @@ TKwDuplicateSaveResult SaveResult(const std::string& fileName, TSaveStatus statu
 TKwDuplicateSaveResult WriteResult(const std::string& fileName, std::string_view content,
                                    bool exclusive, TSaveStatus success) {
   int error = WriteWholeFile(fileName, content, exclusive);
-  if (error == 0) return SaveResult(fileName, success);
+  if (error == 0) {
+    RunNoteFile(fileName, content.size(), RunContentHash(content));
+    return SaveResult(fileName, success);
+  }
   TKwDuplicateSaveResult result = SaveResult(fileName, ssError);
   result.ErrorMessage = "Cannot create file \"" + fileName + "\". " + ErrnoText(error);
   return result;
 }
 
+void NoteNumberTaken(const std::string& fileName, int number, const std::string& candidate) {
+  if (const std::optional<TKwRunFile> known = RunKnownFile(candidate)) RunNoteNumberTaken(fileName, number, known->Size);
+}
+
+// The numbers a run already knows to be taken are compared only when their size fits, and
+// the walk goes on past them: a folder holding thousands of "scan.pdf" files costs no more
+// per save than one holding a few.
 TKwDuplicateSaveResult SaveUnderNumberedName(const std::string& fileName, std::string_view content,
                                              int maxLength) {
-  for (int number = 1; number < INT_MAX; ++number) {
+  for (const int number : RunNumbersOfSize(fileName, content.size())) {
+    std::string candidate = FullFilenameWithNumberLengthLimited(fileName, number, maxLength);
+    if (FileHasContent(candidate, content)) return SaveResult(candidate, ssSkipped, true);
+  }
+  for (int number = RunFirstUnknownNumber(fileName); number < INT_MAX; ++number) {
     std::string candidate = FullFilenameWithNumberLengthLimited(fileName, number, maxLength);
     TExistingFile existing = ExistingFile(candidate, content);
     if (existing == TExistingFile::SameContent) return SaveResult(candidate, ssSkipped, true);
-    if (existing == TExistingFile::OtherContent) continue;
+    if (existing == TExistingFile::OtherContent) {
+      NoteNumberTaken(fileName, number, candidate);
+      continue;
+    }
     TKwDuplicateSaveResult result = WriteResult(candidate, content, true, ssRenamed);
+    if (result.Status != ssError) RunNoteNumberTaken(fileName, number, content.size());
     if (result.Status != ssError || !PathIsTaken(candidate)) return result;
   }
   return WriteResult(fileName, content, true, ssRenamed);  // not reached in practice
@@ -282,11 +307,17 @@ std::string FullFilenameWithNumberLengthLimited(std::string_view fileName, int n
 }
 
 std::string CheckGenerateFilenameWithNumberLengthLimited(std::string_view fileName, int maxLength) {
-  std::string candidate(fileName);
-  for (int number = 1; PathIsTaken(candidate) && number < INT_MAX; ++number)
-    candidate = FullFilenameWithNumberLengthLimited(fileName, number, maxLength);
-  return candidate;
+  const std::string name(fileName);
+  if (!PathIsTaken(name)) return name;
+  for (int number = RunFirstUnknownNumber(name); number < INT_MAX; ++number) {
+    std::string candidate = FullFilenameWithNumberLengthLimited(fileName, number, maxLength);
+    if (!PathIsTaken(candidate)) return candidate;
+    NoteNumberTaken(name, number, candidate);
+  }
+  return name;
 }
+
+bool IsPathTaken(const std::string& path) { return PathIsTaken(path); }
 
 std::string IncludeTrailingPathDelimiter(std::string_view path) {
   std::string result(path);

@@ -37,6 +37,9 @@ std::string FullFilenameWithNumberLengthLimited(std::string_view fileName, int n
 // fileName when nothing of that name exists (file, folder or link), else the first of the
 // numbers 1, 2, 3, ... whose FullFilenameWithNumberLengthLimited name does not exist.
 std::string CheckGenerateFilenameWithNumberLengthLimited(std::string_view fileName, int maxLength);
+// Whether anything of that name exists (file, folder or link); during a run, a name the
+// run knows is answered without asking the file system (uKwRunFileCache).
+bool IsPathTaken(const std::string& path);
 
 // The folder above path, with a trailing "/": "/a/b/c" and "/a/b/c/" give "/a/b/"; "/"
 // gives "/"; a name without any "/" gives "".

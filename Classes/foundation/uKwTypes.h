@@ -218,6 +218,12 @@ KW_ENUM(THelpdeskTicketStatus, KW_HELPDESK_TICKET_STATUS);
 #define KW_HELPDESK_TICKET_TYPE(X) X(httNone) X(httMail) X(httCall) X(httChat) X(httNote) X(httTwitter) X(httFacebook)
 KW_ENUM(THelpdeskTicketType, KW_HELPDESK_TICKET_TYPE);
 
+// How much of a message a load decodes, in increasing cost. A run decodes no more than
+// its stages read: names, folders and byte-for-byte copies need the headers alone, the
+// bounce columns and filter the bounce verdict as well, anything else the bodies and the
+// attachments. Not persisted.
+enum class TKwDecodeDepth { Headers, BounceVerdict, Everything };
+
 // ---- Conversions between value and identifier text (-1 for an unknown text) ----
 std::string SourceTargetItemToString(TSourceTargetItem value);
 int StringToSourceTargetItem(std::string_view text);

@@ -312,6 +312,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
   SourceIsMime = message->SourceIsMime;
   SourceLines = message->SourceLines;
   Changed = message->Changed;
+  DecodeDepth = message->DecodeDepth;
   WordsList = message->WordsList;
   for (auto [to, from] : {std::pair{&BounceType, &message->BounceType}, {&BounceDescription, &message->BounceDescription},
                           {&BounceRecipient, &message->BounceRecipient}, {&FolderName, &message->FolderName},
@@ -482,13 +483,14 @@ void TKwMailMessage::DecodeMimeMessage() {
       Headers->LoadHeaderLinesFromMimeBody(SourceLines);
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      DecodeMimeText(JoinLines(SourceLines), true);
+      if (DecodeDepth == TKwDecodeDepth::Everything) DecodeMimeText(JoinLines(SourceLines), true);
+      else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(JoinLines(SourceLines)));
     }
-    ParseTextAndHtmlParts();
+    if (DecodeDepth == TKwDecodeDepth::Everything) ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
-  if (!FBounceClassified) ClassifyBounce();
+  if (!FBounceClassified && DecodeDepth != TKwDecodeDepth::Headers) ClassifyBounce();
 }
 
 // Reads the raw lines on its own: for a decrypted message, and for one whose decoding

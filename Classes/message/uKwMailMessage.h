@@ -148,6 +148,10 @@ class TKwMailMessage : public TKwBaseMessage {
   // Assign copies it, Clear and every load reset it.
   bool Changed = false;
   TStringList WordsList;
+  // What the MIME loads decode (uKwTypes): below Everything, the bodies, attachments and
+  // derived lists stay empty, and below BounceVerdict the bounce members too. Kept by
+  // Clear; Assign copies it.
+  TKwDecodeDepth DecodeDepth = TKwDecodeDepth::Everything;
 
   // ---- Members ----
   std::string TempFolder;  // taken at construction

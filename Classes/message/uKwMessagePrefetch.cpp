@@ -35,6 +35,7 @@ struct TKwMessagePrefetcher::TImpl {
       : Depth(depth == 0 ? 1 : depth),
         TempFolder(prototype.TempFolder),
         DecodeOptions(prototype.DecodeOptions),
+        DecodeDepth(prototype.DecodeDepth),
         DownloadImages(prototype.DownloadImages) {}
 
   void Run() {
@@ -92,6 +93,7 @@ struct TKwMessagePrefetcher::TImpl {
     auto message = std::make_unique<TKwMailMessage>();
     message->TempFolder = TempFolder;
     message->DecodeOptions = DecodeOptions;
+    message->DecodeDepth = DecodeDepth;
     message->DownloadImages = DownloadImages;
     return message;
   }
@@ -99,6 +101,7 @@ struct TKwMessagePrefetcher::TImpl {
   const size_t Depth;
   const std::string TempFolder;
   const TDecodeOptions DecodeOptions;
+  const TKwDecodeDepth DecodeDepth;
   const bool DownloadImages;
 
   std::mutex Mutex;

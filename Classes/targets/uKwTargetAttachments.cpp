@@ -9,6 +9,7 @@
 #include "uKwMailMessage.h"
 #include "uKwMessageName.h"
 #include "uKwMessageOutput.h"
+#include "uKwRunFileCache.h"
 #include "uKwSubs.h"
 
 namespace fs = std::filesystem;
@@ -107,11 +108,9 @@ void TKwTargetMailAttachments::SaveMessageAttachments(TKwMailMessage& message) {
     return;
   }
   const std::string folder = AttachmentsFolderFor(*FMailMessage);
-  std::error_code ec;
-  fs::create_directories(folder, ec);
-  if (ec || !fs::is_directory(folder, ec)) {
+  if (std::string error; !EnsureRunFolder(folder, error)) {
     ++FFailed;
-    LogError("Cannot create folder \"" + folder + "\". " + ec.message(), folder);
+    LogError("Cannot create folder \"" + folder + "\". " + error, folder);
     return;
   }
   attachments.DuplicatedFilesAction = Options->DuplicatedFilesAction;

@@ -22,6 +22,7 @@ class TKwTargetMailFilters : public TKwTargetMailPassBase {
   // Takes the message as every target does, counts it as filtered true or false, and
   // hands it to the enabled children of that branch only.
   void ProcessMessage(TKwMailMessage& message) override;
+  TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::Headers; }
 
   const std::unique_ptr<TKwFilterMailOptions> Filter = std::make_unique<TKwFilterMailOptions>();
 
@@ -42,6 +43,7 @@ class TKwTargetMailFiltersBounce : public TKwTargetMailFilters {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailFiltersBounce"; }
   void Publish(TKwPublisher& publisher) override;
+  TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::BounceVerdict; }
 
   TBounceTypes BounceTypes = kHardAndSoftBounces;  // published; stored unless hard and soft
 
@@ -54,4 +56,5 @@ class TKwTargetMailFiltersBounce : public TKwTargetMailFilters {
 class TKwTargetMailFiltersCondition : public TKwTargetMailPassBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailFiltersCondition"; }
+  TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::Headers; }
 };

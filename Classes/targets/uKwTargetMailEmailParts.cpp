@@ -101,6 +101,21 @@ bool TKwTargetMailEmailParts::PrepareScratchFile() {
   return true;
 }
 
+TKwDecodeDepth TKwTargetMailEmailParts::OwnDecodeDepth() const {
+  TKwDecodeDepth depth = TKwDecodeDepth::Headers;
+  for (TColumnField field : ColumnsStringToColumnsFields(FieldsStr)) {
+    switch (field) {
+      case cfTextPart: case cfHtmlPart: case cfAttachCount: case cfAttachList: case cfAttachComma:
+        return TKwDecodeDepth::Everything;
+      case cfBounceType: case cfBounceDescription: case cfBounceRecipient:
+        depth = TKwDecodeDepth::BounceVerdict;
+        break;
+      default: break;
+    }
+  }
+  return depth;
+}
+
 void TKwTargetMailEmailParts::InitializeExtractProcess(TKwFoldersTree& folders) {
   TKwTargetMailBase::InitializeExtractProcess(folders);
   FFields = ColumnsStringToColumnsFields(FieldsStr);

@@ -35,6 +35,8 @@ class TKwTargetMailEmailParts : public TKwTargetMailBase, public TKwColumnarOutp
   void InitializeExtractProcess(TKwFoldersTree& folders) override;
   void ProcessMessage(TKwMailMessage& message) override;
   void FinalizeExtractProcess() override;
+  // Bodies and attachment columns need the whole message, bounce columns the verdict.
+  TKwDecodeDepth OwnDecodeDepth() const override;
 
   // The fields FieldsStr names (two-digit codes; a last odd character, a non-number and
   // a code of 30 or more are ignored). The set forgets the user's order.

@@ -6,4 +6,5 @@
 class TKwTargetMailFolder : public TKwTargetMailPassBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailFolder"; }
+  TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::Headers; }
 };

@@ -22,6 +22,10 @@ class TKwTargetMailMbox : public TKwTargetMailBase {
   void FinalizeFolder() override;
   void FinalizeExtractProcess() override;
   bool ExistMessage(const std::string& uniqueId) override;
+  // The file takes each message's own bytes; images are embedded from its attachments.
+  TKwDecodeDepth OwnDecodeDepth() const override {
+    return IncludeImagesInTarget ? TKwDecodeDepth::Everything : TKwDecodeDepth::Headers;
+  }
 
   bool IncludeImagesInTarget = false;
   bool OneFilePerMailFolder = false;

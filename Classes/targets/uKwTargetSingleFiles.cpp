@@ -39,6 +39,11 @@ void TKwTargetMailSingleFiles::InitializeFolder(const TKwFolderInfo& folder) {
   FFolderSummaryLine = static_cast<int32_t>(Log->FoldersList.size()) - 1;
 }
 
+TKwDecodeDepth TKwTargetMailSingleFiles::OwnDecodeDepth() const {
+  if (GlobalOptions && GlobalOptions->IndexEmail) return TKwDecodeDepth::Everything;
+  return SaveAsDecodeDepth(*Options);
+}
+
 void TKwTargetMailSingleFiles::ProcessMessage(TKwMailMessage& message) {
   TKwTargetMailBase::ProcessMessage(message);
   if (!IsAvailable()) return;

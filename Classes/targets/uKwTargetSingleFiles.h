@@ -24,6 +24,8 @@ class TKwTargetMailSingleFiles : public TKwTargetMailBase {
   void InitializeFolder(const TKwFolderInfo& folder) override;
   void ProcessMessage(TKwMailMessage& message) override;
   void FinalizeExtractProcess() override;
+  // The e-mail cache keeps bodies and attachments of what it indexes.
+  TKwDecodeDepth OwnDecodeDepth() const override;
 
   const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
 

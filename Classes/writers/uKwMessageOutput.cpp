@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -21,6 +22,7 @@
 #include "uKwMessageOutputDocuments.h"
 #include "uKwMessageOutputMime.h"
 #include "uKwMessageOutputText.h"
+#include "uKwRunFileCache.h"
 #include "uKwSubs.h"
 
 namespace fs = std::filesystem;
@@ -307,23 +309,25 @@ std::string ArchiveExtension(TCompressionMethod method) {
 
 TSaveResult ErrorResult(std::string message) { return {ssError, std::move(message)}; }
 
+// One open, one write, one close: a run writes a file per message.
 TSaveResult WriteFileBytes(const std::string& fileName, std::string_view bytes) {
-  std::FILE* file = std::fopen(fileName.c_str(), "wb");
-  if (!file) return ErrorResult(fmt::format("Cannot create file {}: {}", fileName, std::strerror(errno)));
-  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
-  const int writeError = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written || !closed)
-    return ErrorResult(fmt::format("Cannot write file {}: {}", fileName, std::strerror(written ? errno : writeError)));
+  const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) return ErrorResult(fmt::format("Cannot create file {}: {}", fileName, std::strerror(errno)));
+  int error = 0;
+  for (size_t done = 0; done < bytes.size() && error == 0;) {
+    const ssize_t written = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (written < 0 && errno != EINTR) error = errno;
+    if (written > 0) done += static_cast<size_t>(written);
+  }
+  if (::close(fd) != 0 && error == 0) error = errno;
+  if (error != 0) return ErrorResult(fmt::format("Cannot write file {}: {}", fileName, std::strerror(error)));
+  RunNoteFile(fileName, bytes.size(), RunContentHash(bytes));
   return {};
 }
 
 std::optional<std::string> CreateFolders(const std::string& folder) {
-  std::error_code error;
-  fs::create_directories(folder, error);
-  if (error || !fs::is_directory(folder, error))
-    return fmt::format("Cannot create folder {}: {}", folder,
-                       error ? error.message() : std::string("a file of that name is in the way"));
+  std::string error;
+  if (!EnsureRunFolder(folder, error)) return fmt::format("Cannot create folder {}: {}", folder, error);
   return std::nullopt;
 }
 
@@ -508,8 +512,7 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
   output.Filename = output.TargetFolder + MessageFileName(message, options);
   const bool compressed = compressionMethod != cmNone;
   const std::string finalName = compressed ? WithExtension(output.Filename, ArchiveExtension(compressionMethod)) : output.Filename;
-  std::error_code error;
-  if (!fs::exists(fs::symlink_status(finalName, error))) {
+  if (!IsPathTaken(finalName)) {
     output.Result.Status = ssSaved;
   } else if (options.DuplicatedFilesAction == dfSkip) {
     output.Result.Status = ssSkipped;
@@ -533,6 +536,18 @@ TSaveResult SaveAs(TKwMailMessage& message) {
     return output.Result;
   }
   return SaveAs(message, output);
+}
+
+TKwDecodeDepth SaveAsDecodeDepth(const TKwSingleFilesOptions& options) {
+  const TFileFormat format = options.TargetFileFormat;
+  const bool mailFile = format == ffSfEml || format == ffSfZip || format == ffSf7z;
+  const std::string codes = LayoutPartCodes(*options.Filename);
+  bool namedByAttachments = false;
+  for (size_t i = 0; i + 1 < codes.size(); i += 2)
+    namedByAttachments |= (codes[i] - '0') * 10 + (codes[i + 1] - '0') == fpAttachmentSign;
+  const bool bytesOnly = mailFile && options.AttachmentsFolder == afpNone && !options.SaveBodyPart &&
+                         !options.IncludeImagesInTarget && !namedByAttachments;
+  return bytesOnly ? TKwDecodeDepth::Headers : TKwDecodeDepth::Everything;
 }
 
 TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {

@@ -107,6 +107,9 @@ bool MakeFilename(const TKwMailMessage& message, TCompressionMethod compressionM
 TSaveResult SaveAs(TKwMailMessage& message);
 // The same with the name MakeFilename already gave for this message and its options.
 TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output);
+// How much of an unchanged message SaveAs reads under these options: a mail file (plain
+// or packed) named and placed from headers alone takes the message's own bytes.
+TKwDecodeDepth SaveAsDecodeDepth(const TKwSingleFilesOptions& options);
 
 // The writers. Each writes exactly fileName (replacing it), in the form above; ssSaved or
 // ssError with the reason. SaveAsMIME writes MHT when fileName ends in ".mht", else EML.
