@@ -118,7 +118,10 @@ class TKwDate : public TKwPersistent {
   std::string_view ClassName() const override { return "TKwDate"; }
   void Publish(TKwPublisher& publisher) override;
   void Assign(const TKwPersistent& source) override;  // the offset too
-  void Clear() { GmtDate = 0, OffsetMinutes = 0; }
+  void Clear() {
+    GmtDate = 0;
+    OffsetMinutes = 0;
+  }
 
   TDateTime LocalDate() const;  // 0 stays 0
   void SetLocalDate(TDateTime local);
