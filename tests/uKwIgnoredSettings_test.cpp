@@ -50,6 +50,9 @@ TEST(TKwIgnoredSettingsTest, KindsDifferWhereTheirCodeDiffers) {
   EXPECT_TRUE(ActsOn(stiMailSrcIMAP, "SourceOptions.DeleteMessages"));
   EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.DeleteMessages"));
   EXPECT_TRUE(ActsOn(stiMailSrcPOP, "Filters.Range.Start")) << "the filters sources read";
+  EXPECT_TRUE(ActsOn(stiMailSrcMbox, "Filters.Mail.From"));
+  EXPECT_FALSE(ActsOn(stiMailSrcMbox, "Filters.Mail.To")) << "the mbox source knows no recipients before loading";
+  EXPECT_TRUE(ActsOn(stiMailSrcGmail, "Filters.Mail.To")) << "the server searches for them";
   EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.Filters.Range.Start")) << "not their copy in SourceOptions";
   EXPECT_TRUE(ActsOn(stiMailPasFilter, "Filter.From"));
   EXPECT_FALSE(ActsOn(stiMailPasBounceFilter, "Filter.From"));

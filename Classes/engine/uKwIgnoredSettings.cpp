@@ -39,9 +39,12 @@ constexpr std::string_view kNoMessageFolder[] = {"SourceOptions.Folder"};
 // Only the message-files source opens encrypted files and PDFs.
 constexpr std::string_view kNoFileSecrets[] = {"SourceOptions.EncryptionAlgorithm", "SourceOptions.EncryptionPassword",
                                    "SourceOptions.PDFPassword"};
-// Only the IMAP sources delete from their store and let the server search.
+// Only the IMAP sources delete from their store and let the server search. The others
+// tell the mail filter no recipients and no read state before a message is loaded, so
+// those two conditions let every message through.
 constexpr std::string_view kNoServerSide[] = {"SourceOptions.DeleteMessages", "Filters.Mail.GmailSearch",
-                                  "Filters.Mail.UseGmailSyntax"};
+                                              "Filters.Mail.UseGmailSyntax", "Filters.Mail.To",
+                                              "Filters.Mail.NotReadFlag"};
 // The sources of stored copies build their one folder themselves.
 constexpr std::string_view kNoFolderNames[] = {"SourceOptions.FolderName."};
 
