@@ -37,7 +37,8 @@ TEST(TKwIgnoredSettingsTest, EveryEntryNamesAPublishedSettingAndNoneARunNeeds) {
       EXPECT_TRUE(found) << SourceTargetItemToString(kind) << " does not publish " << entry;
     }
     for (const TKwSettingNeed& need : SettingNeedsOf(*action))
-      EXPECT_TRUE(IsSettingActedOn(*action, need.Path)) << SourceTargetItemToString(kind) << " " << need.Path;
+      EXPECT_TRUE(IsSettingActedOn(*action, need.Path))
+          << SourceTargetItemToString(kind) << " " << need.Path;
   }
   EXPECT_GT(carriedOut, 30);
 }
@@ -51,9 +52,11 @@ TEST(TKwIgnoredSettingsTest, KindsDifferWhereTheirCodeDiffers) {
   EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.DeleteMessages"));
   EXPECT_TRUE(ActsOn(stiMailSrcPOP, "Filters.Range.Start")) << "the filters sources read";
   EXPECT_TRUE(ActsOn(stiMailSrcMbox, "Filters.Mail.From"));
-  EXPECT_FALSE(ActsOn(stiMailSrcMbox, "Filters.Mail.To")) << "the mbox source knows no recipients before loading";
+  EXPECT_FALSE(ActsOn(stiMailSrcMbox, "Filters.Mail.To"))
+      << "the mbox source knows no recipients before loading";
   EXPECT_TRUE(ActsOn(stiMailSrcGmail, "Filters.Mail.To")) << "the server searches for them";
-  EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.Filters.Range.Start")) << "not their copy in SourceOptions";
+  EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.Filters.Range.Start"))
+      << "not their copy in SourceOptions";
   EXPECT_TRUE(ActsOn(stiMailPasFilter, "Filter.From"));
   EXPECT_FALSE(ActsOn(stiMailPasBounceFilter, "Filter.From"));
   EXPECT_TRUE(ActsOn(stiMailTarAttachments, "Options.SaveImagesToAttachmentsFolder"));

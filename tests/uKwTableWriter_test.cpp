@@ -255,7 +255,8 @@ TEST(TKwTableWriterTextTest, IsoDatesCarryAnOffsetAndDatesStoredAsTextPassThroug
   EXPECT_EQ(FileLines(dir / "iso.txt"),
             (std::vector<std::string>{"Local,Stored", "2024-03-05T17:45:00+05:30,2024-03-05T08:15:00-08:00", ","}));
   EXPECT_EQ(FileLines(dir / "fixed.txt")[1], "2024-03-05T17:45:00+05:302024-03-05T08:15:00-08:00");
-  EXPECT_EQ(FileLines(dir / "default.txt")[1], localText + ",2024-03-05T08:15:00-08:00") << "the locale's form by default";
+  EXPECT_EQ(FileLines(dir / "default.txt")[1], localText + ",2024-03-05T08:15:00-08:00")
+      << "the locale's form by default";
 }
 
 TEST(TKwTableWriterTextTest, FixedWidthPadsEveryColumnToItsWidestValueInCharacters) {

@@ -37,8 +37,8 @@ constexpr std::string_view kNoServer[] = {"SourceOptions.Remote."};
 constexpr std::string_view kNoMboxFile[] = {"SourceOptions.Filename"};
 constexpr std::string_view kNoMessageFolder[] = {"SourceOptions.Folder"};
 // Only the message-files source opens encrypted files and PDFs.
-constexpr std::string_view kNoFileSecrets[] = {"SourceOptions.EncryptionAlgorithm", "SourceOptions.EncryptionPassword",
-                                   "SourceOptions.PDFPassword"};
+constexpr std::string_view kNoFileSecrets[] = {"SourceOptions.EncryptionAlgorithm",
+                                               "SourceOptions.EncryptionPassword", "SourceOptions.PDFPassword"};
 // Only the IMAP sources delete from their store and let the server search. The others
 // tell the mail filter no recipients and no read state before a message is loaded, so
 // those two conditions let every message through.

@@ -2,8 +2,9 @@
 // Which published settings of each kind this build does not act on: properties kept so
 // that a tree loads, saves and copies whole, but that no code of the run reads (the
 // desktop program's windows, Windows-only stores, features this build refuses, such as
-// PDF signing). One table for every kind this build carries out, kept truthful by the
-// code of each kind; a kind it does not carry out acts on none of its settings.
+// PDF signing). One table for every kind this build carries out; a kind it does not carry
+// out acts on none of its settings. A change to what a kind's code reads changes this
+// table with it: its test can only check that each entry names a setting the kind has.
 // Pure functions over constant tables; safe from any thread.
 
 #include <string_view>
