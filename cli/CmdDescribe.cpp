@@ -9,6 +9,7 @@
 #include "Printer.h"
 #include "uKwActionBase.h"
 #include "uKwActionSettings.h"
+#include "uKwIgnoredSettings.h"
 
 namespace {
 
@@ -79,7 +80,8 @@ TResult Describe(TSourceTargetItem kind) {
     const size_t dot = entry.Path.rfind('.');
     const std::string group = dot == std::string::npos ? "" : entry.Path.substr(0, dot);
     TResult item{{"name", entry.Path}, {"type", TypeName(entry.Property)}, {"default", DefaultOf(entry.Property)},
-                 {"declaredDefault", entry.Property.Default.has_value()}};
+                 {"declaredDefault", entry.Property.Default.has_value()},
+                 {"actedOn", IsSettingActedOn(*action, entry.Path)}};
     if (entry.Property.Kind == TKwPropKind::Enum || entry.Property.Kind == TKwPropKind::Set)
       item["values"] = ValuesOf(*entry.Property.EnumType);
     if (entry.Path == "FieldsStr") item["codes"] = FieldCodes();
@@ -92,8 +94,10 @@ TResult Describe(TSourceTargetItem kind) {
 void PrintText(const TResult& r) {
   std::cout << fmt::format("{} ({}): {}\n", r["kind"].get<std::string>(), r["role"].get<std::string>(),
                            r["caption"].get<std::string>());
-  std::cout << (r["available"].get<bool>() ? "This build carries this kind out.\n"
-                                           : "This build keeps the settings of this kind but does not carry it out.\n");
+  const bool available = r["available"].get<bool>();
+  std::cout << (available ? "This build carries this kind out; it keeps the settings marked \"not acted on\" "
+                            "but does not act on them.\n"
+                          : "This build keeps the settings of this kind but does not carry it out.\n");
   if (!r["required"].empty()) {
     std::cout << "A run needs:";
     for (const auto& name : r["required"]) std::cout << " " << name.get<std::string>();
@@ -102,9 +106,10 @@ void PrintText(const TResult& r) {
   for (const auto& [group, items] : r["groups"].items()) {
     std::cout << "\n" << (group.empty() ? "Settings of the action" : group) << ":\n";
     for (const TResult& item : items) {
-      std::cout << fmt::format("  {:<44} {:<26} default {}{}\n", item["name"].get<std::string>(),
+      std::cout << fmt::format("  {:<44} {:<26} default {}{}{}\n", item["name"].get<std::string>(),
                                item["type"].get<std::string>(), item["default"].dump(),
-                               item["declaredDefault"].get<bool>() ? " (declared)" : "");
+                               item["declaredDefault"].get<bool>() ? " (declared)" : "",
+                               available && !item["actedOn"].get<bool>() ? "  [not acted on]" : "");
       if (item.contains("values"))
         for (const TResult& value : item["values"])
           std::cout << fmt::format("      {:<32} {}\n", value["value"].get<std::string>(), value["meaning"].get<std::string>());

@@ -276,7 +276,7 @@ void AddRunCommand(CLI::App& app, int& status) {
   cmd->add_option("--state", options->StateFile,
                   "The file that keeps the ids of JSON jobs between runs (default: run-state.json in the settings folder)");
   cmd->add_option("--global", options->Globals,
-                  "NAME=VALUE: a global option for this run (DetailedLog, IndexEmail, UseLocalStorage, "
+                  "NAME=VALUE: a global option for this run (DetailedLog, DateFormat=iso, IndexEmail, UseLocalStorage, "
                   "Proxy.Server, ...); repeatable, wins over options.json")
       ->allow_extra_args(false);
   cmd->callback([&status, options] { status = RunRun(*options); });

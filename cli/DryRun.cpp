@@ -2,13 +2,15 @@
 
 #include "uKwLogSubs.h"
 #include "uKwMailMessage.h"
+#include "uKwParameters.h"
 
 void TRecordingTarget::ProcessMessage(TKwMailMessage& message) {
   TKwTargetMailBase::ProcessMessage(message);  // counts it, as the target it stands for would
   const TKwHeaders& h = *message.Headers;
+  const bool iso = GlobalOptions && GlobalOptions->DateFormat == TKwDateFormat::Iso;
   const TDateTime date = h.SubmitDate.LocalDate();
-  Received.push_back((date == 0 ? std::string("(no date)") : DateTimeToLocaleText(date)) + "  " +
-                     h.From.EmailAddress() + "  " + h.Subject);
+  const std::string dateText = date == 0 ? "(no date)" : iso ? h.SubmitDate.IsoDateTime() : DateTimeToLocaleText(date);
+  Received.push_back(dateText + "  " + h.From.EmailAddress() + "  " + h.Subject);
 }
 
 namespace {

@@ -39,6 +39,19 @@ TEST_F(CliCheckTest, DescribeShowsEverySettingWithItsValuesAndFieldCodes) {
   EXPECT_EQ(parts.Status, 0);
   EXPECT_TRUE(Has(parts.Out, "\"code\": \"08\"")) << parts.Out;
   EXPECT_TRUE(Has(parts.Out, "\"field\": \"cfSubject\""));
+  EXPECT_TRUE(Has(parts.Out, "\"actedOn\": false")) << "AppendToFile is kept, not consulted";
+  EXPECT_TRUE(Has(parts.Out, "\"actedOn\": true"));
+  // Per setting: the mbox source reads its file, not the message-files source's folder.
+  TCliRun mbox = Quillon("describe stiMailSrcMbox");
+  const auto lineOf = [&](const std::string& name) {
+    const size_t at = mbox.Out.find("  " + name + " ");
+    return at == std::string::npos ? std::string() : mbox.Out.substr(at, mbox.Out.find('\n', at) - at);
+  };
+  EXPECT_FALSE(Has(lineOf("SourceOptions.Filename"), "[not acted on]")) << mbox.Out;
+  EXPECT_TRUE(Has(lineOf("SourceOptions.Folder"), "[not acted on]")) << mbox.Out;
+  TCliRun outlook = Quillon("describe stiMailSrcOutlook --json");
+  EXPECT_TRUE(Has(outlook.Out, "\"actedOn\": false"));
+  EXPECT_FALSE(Has(outlook.Out, "\"actedOn\": true")) << "a kind not carried out acts on none of its settings";
   TCliRun misspelt = Quillon("describe stiMailTarSingleFile");
   EXPECT_EQ(misspelt.Status, 2);
   EXPECT_TRUE(Has(misspelt.Out, "did you mean 'stiMailTarSingleFiles'")) << misspelt.Out;

@@ -53,6 +53,16 @@ TEST_F(CliEmailDataTest, TheOrdersJobWritesOrderNumbersAndAmounts) {
   for (const TCsvRecord& row : rows) invoice |= row.at(3) == "A-10026" && row.at(4) == "2345.67";
   EXPECT_TRUE(invoice);
   EXPECT_TRUE(fs::exists(FHome / "demo-out" / "orders" / "orders.xlsx"));
+  EXPECT_EQ(rows[1][0].find('T'), std::string::npos) << "the locale's date form by default";
+
+  // Collected dates no longer know their header's zone: ISO gives them the local one (UTC here).
+  fs::create_directories(FHome / "home" / "Common");
+  WriteFileText(FHome / "home" / "Common" / "options.json", R"({"DateFormat": "iso"})");
+  ASSERT_EQ(RunExample("orders.json").Status, 0);
+  const auto isoRows = ParseCsvStrict(ReadFileText(FHome / "demo-out" / "orders" / "orders.csv"));
+  ASSERT_EQ(isoRows.size(), 7u);
+  EXPECT_EQ(isoRows[1][0].size(), 25u) << isoRows[1][0];
+  EXPECT_EQ(isoRows[1][0].substr(10, 1) + isoRows[1][0].substr(19), "T+00:00") << isoRows[1][0];
 }
 
 TEST_F(CliEmailDataTest, TheAddressTableJobMovesTheOldDomain) {

@@ -84,12 +84,47 @@ TEST_F(CliRunTest, OptionsFileIsReadAndTheCommandLineWinsOverIt) {
   EXPECT_EQ(Count(ReportOf(overridden.Out), "* Status:"), 0) << overridden.Out;
 }
 
+TEST_F(CliRunTest, IsoDatesKeepEachMessagesOwnOffsetInCsvAndTheSummary) {
+  std::string mbox;
+  for (const char* date : {"Tue, 5 Mar 2024 17:45:00 +0530", "Tue, 5 Mar 2024 08:15:00 -0800",
+                           "Tue, 5 Mar 2024 12:15:00 +0000", ""})
+    mbox += fmt::format("From a@example.com Tue Mar  5 12:15:00 2024\nFrom: a@example.com\nSubject: s\n"
+                        "Message-ID: <{}@example.com>\n{}\nbody\n\n",
+                        mbox.size(), *date ? fmt::format("Date: {}\n", date) : "");
+  WriteFileText(Path("zones.mbox"), mbox);
+  WriteFileText(Path("parts.json"), fmt::format(R"({{"kind": "stiMailSrcMbox", "SourceOptions.Filename": "{}",
+    "children": [{{"kind": "stiMailTarEmailParts", "TargetFormat": "ffColCsv", "TargetFilename": "{}",
+    "FieldsStr": "0001"}}]}})", Path("zones.mbox"), Path("parts.csv")));
+
+  ASSERT_EQ(Quillon("run --quiet " + Path("parts.json")).Status, 0);
+  EXPECT_EQ(ReadFileText(Path("parts.csv")),
+            "\"SubmitDate\",\"DeliveryDate\"\r\n03/05/24 12:15:00,03/05/24 12:15:00\r\n"
+            "03/05/24 16:15:00,03/05/24 16:15:00\r\n03/05/24 12:15:00,03/05/24 12:15:00\r\n,\r\n")
+      << "the locale's form unless asked";
+
+  TCliRun iso = Quillon("run --quiet --global DateFormat=iso " + Path("parts.json"));
+  ASSERT_EQ(iso.Status, 0) << iso.Out;
+  EXPECT_EQ(ReadFileText(Path("parts.csv")),
+            "\"SubmitDate\",\"DeliveryDate\"\r\n2024-03-05T17:45:00+05:30,2024-03-05T17:45:00+05:30\r\n"
+            "2024-03-05T08:15:00-08:00,2024-03-05T08:15:00-08:00\r\n"
+            "2024-03-05T12:15:00+00:00,2024-03-05T12:15:00+00:00\r\n,\r\n");
+
+  std::filesystem::create_directories(FHome / "home" / "Common");
+  WriteFileText(FHome / "home" / "Common" / "options.json", R"({"DateFormat": "iso"})");
+  TCliRun dry = Quillon("run --quiet --dry-run " + Path("parts.json"));
+  EXPECT_NE(dry.Out.find("  2024-03-05T08:15:00-08:00  a@example.com  s\n"), std::string::npos) << dry.Out;
+  EXPECT_NE(dry.Out.find("  (no date)  a@example.com  s\n"), std::string::npos) << dry.Out;
+}
+
 TEST_F(CliRunTest, BadGlobalOptionsStopBeforeTheRun) {
   TCliRun misspelt = Quillon("run --quiet --global DetailLog=true " + Path("job.json"));
   EXPECT_EQ(misspelt.Status, 2);
   EXPECT_NE(misspelt.Out.find("did you mean \"DetailedLog\""), std::string::npos) << misspelt.Out;
   EXPECT_EQ(Quillon("run --quiet --global DetailedLog=maybe " + Path("job.json")).Status, 2);
   EXPECT_EQ(Quillon("run --quiet --global DetailedLog " + Path("job.json")).Status, 2);
+  TCliRun badValue = Quillon("run --quiet --global DateFormat=rfc " + Path("job.json"));
+  EXPECT_EQ(badValue.Status, 2);
+  EXPECT_NE(badValue.Out.find("is not one of locale, iso"), std::string::npos) << badValue.Out;
   std::filesystem::create_directories(FHome / "home" / "Common");
   WriteFileText(FHome / "home" / "Common" / "options.json", "{\"DetailedLog\": tru}");
   TCliRun broken = Quillon("run --quiet " + Path("job.json"));

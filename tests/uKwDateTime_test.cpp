@@ -44,6 +44,22 @@ TEST(TKwDateTimeTest, ConvertsBetweenLocalAndGmtAtTheDatesOwnOffset) {
   tzset();
 }
 
+TEST(TKwDateTimeTest, IsoTextShowsTheWallClockOfTheGivenOffset) {
+  const TDateTime gmt = EncodeDateTime(2024, 3, 5, 12, 15);
+  EXPECT_EQ(DateTimeToIsoText(gmt, 330), "2024-03-05T17:45:00+05:30");
+  EXPECT_EQ(DateTimeToIsoText(gmt, -480), "2024-03-05T04:15:00-08:00");
+  EXPECT_EQ(DateTimeToIsoText(gmt, 0), "2024-03-05T12:15:00+00:00");
+  EXPECT_EQ(DateTimeToIsoText(EncodeDateTime(2024, 12, 31, 23, 30, 0, 250), 60), "2025-01-01T00:30:00.250+01:00")
+      << "the offset may carry the date into the next year";
+  const char* old = std::getenv("TZ");
+  setenv("TZ", "America/St_Johns", 1);  // -03:30 in winter, -02:30 in summer
+  tzset();
+  EXPECT_EQ(LocalOffsetMinutes(EncodeDateTime(2024, 1, 15, 12)), -210);
+  EXPECT_EQ(LocalOffsetMinutes(EncodeDateTime(2024, 7, 15, 12)), -150);
+  if (old) setenv("TZ", old, 1); else unsetenv("TZ");
+  tzset();
+}
+
 // ---- error paths
 
 TEST(TKwDateTimeTest, RefusesDatesThatDoNotExist) {

@@ -19,7 +19,9 @@ TEST(TKwGlobalOptionsFileTest, AssignmentsSetEachKindOfProperty) {
   EXPECT_TRUE(SetGlobalOption(options, "OauthList=k=a:r~1", error)) << error;
   EXPECT_TRUE(SetGlobalOption(options, "OauthList=other=x", error)) << error;
   EXPECT_TRUE(SetGlobalOption(options, "OauthList=k=b:r~2", error)) << error;  // same key: replaced
+  EXPECT_TRUE(SetGlobalOption(options, "DateFormat=iso", error)) << error;
   EXPECT_TRUE(options.DetailedLog);
+  EXPECT_EQ(options.DateFormat, TKwDateFormat::Iso);
   EXPECT_EQ(options.Proxy->Port, 8080);
   EXPECT_EQ(options.Proxy->Server, "proxy.example=1");
   EXPECT_EQ(options.OauthList, (TStringList{"k=b:r~2", "other=x"}));
@@ -54,6 +56,8 @@ TEST(TKwGlobalOptionsFileTest, BadInputIsRefusedWholeAndNamed) {
   EXPECT_NE(error.find("not true or false"), std::string::npos);
   EXPECT_FALSE(SetGlobalOption(options, "Proxy.Port=80x", error));
   EXPECT_FALSE(SetGlobalOption(options, "Proxy.SSLtype=pstNever", error));
+  EXPECT_FALSE(SetGlobalOption(options, "DateFormat=ISO8601", error));
+  EXPECT_NE(error.find("\"ISO8601\" is not one of locale, iso"), std::string::npos) << error;
   EXPECT_FALSE(SetGlobalOption(options, "Proxy=1", error));  // an object, not a property
   EXPECT_FALSE(SetGlobalOption(options, "IndexEmial=true", error));
   EXPECT_NE(error.find("did you mean \"IndexEmail\""), std::string::npos) << error;

@@ -354,6 +354,22 @@ TEST(TKwHeadersTest, DateHeaderGivesDeliveryDateWhenNoRelayDated) {
   EXPECT_EQ(Seconds(withDate->DeliveryDate), Gmt(2019, 1, 1, 10, 5, 0));
 }
 
+TEST(TKwHeadersTest, DatesKeepTheZoneTheirHeaderWasWrittenIn) {
+  const auto h = Decode("Date: Tue, 5 Mar 2024 17:45:00 +0530\r\n");
+  EXPECT_EQ(h->SubmitDate.IsoDateTime(), "2024-03-05T17:45:00+05:30");
+  TKwHeaders copy;
+  copy.Assign(*h);
+  EXPECT_EQ(copy.DeliveryDate.IsoDateTime(), "2024-03-05T17:45:00+05:30") << "copied with the date";
+  const auto relayed = Decode(
+      "Received: from a.example.com by b.example.com; Tue, 5 Mar 2024 08:15:00 -0800\r\nSubject: x\r\n");
+  EXPECT_EQ(relayed->DeliveryDate.IsoDateTime(), "2024-03-05T08:15:00-08:00");
+  EXPECT_EQ(relayed->SubmitDate.IsoDateTime(), "2024-03-05T08:15:00-08:00");
+  const auto undated = Decode("Date: someday\r\nSubject: x\r\n");
+  EXPECT_EQ(undated->SubmitDate.IsoDateTime(), "") << "no date, no text";
+  copy.Clear();
+  EXPECT_EQ(copy.SubmitDate.OffsetMinutes, 0);
+}
+
 // ---------------------------------------------------------------- lifecycle
 
 TEST(TKwHeadersTest, ReturnPathEnvelopeToAndCharsetSurviveClear) {

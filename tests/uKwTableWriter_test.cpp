@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -234,6 +235,28 @@ TEST(TKwTableWriterTextTest, ValuesWithoutSpecialCharactersAreWrittenBareAndByte
   EXPECT_EQ(lines[0], "A\tB\tC\tD\tE");
   EXPECT_EQ(lines[1], "semi;colon\t-5\tTrue\t0.1\t" + DateTimeToLocaleString(EncodeDateTime(2024, 3, 5, 14, 7, 9)));
   EXPECT_EQ(lines[2], kInvalidUtf8 + "\t\tFalse\t1e+300\t") << "plain text keeps the bytes it was given";
+}
+
+TEST(TKwTableWriterTextTest, IsoDatesCarryAnOffsetAndDatesStoredAsTextPassThrough) {
+  TTempDir dir;
+  const char* old = std::getenv("TZ");
+  setenv("TZ", "Asia/Kolkata", 1);  // +05:30
+  tzset();
+  const TDateTime local = EncodeDateTime(2024, 3, 5, 17, 45);
+  const std::vector<TKwTableRow> data{{local, std::string("2024-03-05T08:15:00-08:00")}, {{}, {}}};
+  const std::vector<TKwTableColumn> columns{{"Local", TKwColumnKind::DateTime}, {"Stored", TKwColumnKind::DateTime}};
+  TVectorRows iso(columns, data), fixed(columns, data), byDefault(columns, data);
+  WriteTableFile(ffColTxt, (dir / "iso.txt").string(), iso, {cfdComma, "", TKwDateText::IsoWithOffset});
+  WriteTableFile(ffColTxt, (dir / "fixed.txt").string(), fixed, {cdfFixed, "", TKwDateText::IsoWithOffset});
+  WriteTableFile(ffColTxt, (dir / "default.txt").string(), byDefault, {cfdComma, ""});
+  const std::string localText = DateTimeToLocaleString(local);
+  if (old) setenv("TZ", old, 1); else unsetenv("TZ");
+  tzset();
+  EXPECT_EQ(FileLines(dir / "iso.txt"),
+            (std::vector<std::string>{"Local,Stored", "2024-03-05T17:45:00+05:30,2024-03-05T08:15:00-08:00", ","}));
+  EXPECT_EQ(FileLines(dir / "fixed.txt")[1], "2024-03-05T17:45:00+05:302024-03-05T08:15:00-08:00");
+  EXPECT_EQ(FileLines(dir / "default.txt")[1], localText + ",2024-03-05T08:15:00-08:00")
+      << "the locale's form by default";
 }
 
 TEST(TKwTableWriterTextTest, FixedWidthPadsEveryColumnToItsWidestValueInCharacters) {

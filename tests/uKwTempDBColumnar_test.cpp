@@ -149,6 +149,24 @@ TEST_F(TempDBTest, CsvHasQuotedNamesInSelectionOrderAndLocalDateText) {
   EXPECT_EQ(rows[1][4], FMessage.ColumnFieldToDataString(cfAttachComma));
 }
 
+TEST_F(TempDBTest, IsoDatesKeepTheOffsetOfTheMessagesOwnHeader) {
+  TZoneOverride zone("Asia/Tokyo");  // the local zone must not show through
+  FStore.CreateDatabase(Scratch(), "0008");
+  FStore.SetIsoDates(true);
+  for (const char* date : {"Tue, 5 Mar 2024 17:45:00 +0530", "Tue, 5 Mar 2024 08:15:00 -0800",
+                           "Tue, 5 Mar 2024 12:15:00 +0000", "not a date"}) {
+    TKwMailMessage message;
+    ASSERT_TRUE(message.LoadMIMEFromString(std::string("Date: ") + date + "\r\nSubject: s\r\n\r\nbody\r\n"));
+    FStore.AddMessageToDB(message, {cfSubmitDate, cfSubject});
+  }
+  const auto rows = Csv();
+  ASSERT_EQ(rows.size(), 5u);
+  EXPECT_EQ(rows[1][0], "2024-03-05T17:45:00+05:30");
+  EXPECT_EQ(rows[2][0], "2024-03-05T08:15:00-08:00");
+  EXPECT_EQ(rows[3][0], "2024-03-05T12:15:00+00:00");
+  EXPECT_EQ(rows[4][0], "") << "a message without a date keeps an empty cell";
+}
+
 TEST_F(TempDBTest, CsvQuotesCommasQuotesAndLineBreaksButNotSemicolons) {
   struct TCase {
     std::string Subject;

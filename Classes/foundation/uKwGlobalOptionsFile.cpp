@@ -43,6 +43,12 @@ json WithLine(const TStringList& lines, const std::string& line) {
   return result;
 }
 
+std::string AllowedValues(const TKwEnumInfo& type) {
+  std::string values;
+  for (int i = 0; i < type.Count(); ++i) values += (i == 0 ? "" : ", ") + std::string(type.Name(i));
+  return values;
+}
+
 bool TextToJson(const TKwProperty& property, const std::string& text, json& value, std::string& error) {
   switch (property.Kind) {
     case TKwPropKind::Boolean:
@@ -73,6 +79,10 @@ bool TextToJson(const TKwProperty& property, const std::string& text, json& valu
         if (!member.empty()) value.push_back(member);
       break;
     }
+    case TKwPropKind::Enum:
+      if (property.EnumType->Ordinal(text) >= 0) value = text;
+      else error = "\"" + text + "\" is not one of " + AllowedValues(*property.EnumType);
+      break;
     case TKwPropKind::Strings: value = WithLine(*static_cast<TStringList*>(property.Field), text); break;
     default: value = text;
   }

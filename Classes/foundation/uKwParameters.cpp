@@ -413,6 +413,7 @@ void TKwGlobalOptions::Publish(TKwPublisher& publisher) {
   publisher.Object("Proxy", *Proxy);
   publisher.Boolean("UseLocalStorage", UseLocalStorage);
   publisher.String("CaFile", CaFile);
+  publisher.Enum("DateFormat", DateFormat, TKwDateFormat::Locale);
 }
 
 // A line's name is the text before its first "="; a line without "=" names nothing.

@@ -268,6 +268,16 @@ class TKwProxyOptions : public TKwPersistent {
   std::string User;
 };
 
+// How exports and the command line write a message's date: the locale's date and time
+// (the default), or ISO 8601 with the offset of the message's own Date header. Typed by
+// users as "locale" and "iso", hence identifiers without the usual type prefix.
+enum class TKwDateFormat : int { Locale, Iso };
+template <>
+struct TKwEnumTraits<TKwDateFormat> {
+  static constexpr std::string_view TypeName = "TKwDateFormat";
+  static constexpr std::string_view Names[] = {"locale", "iso"};
+};
+
 // Application-wide settings, created by the host and shared by reference with every
 // action of a tree. Also the store of OAuth tokens, kept in clear text.
 class TKwGlobalOptions : public TKwPersistent {
@@ -294,6 +304,7 @@ class TKwGlobalOptions : public TKwPersistent {
   const std::unique_ptr<TKwProxyOptions> Proxy = std::make_unique<TKwProxyOptions>();
   bool UseLocalStorage = false;
   std::string CaFile;  // a certificate bundle trusted beside the system's, for TLS connections
+  TKwDateFormat DateFormat = TKwDateFormat::Locale;
 
  private:
   int FindOauthLine(std::string_view key) const;  // index into OauthList, or -1

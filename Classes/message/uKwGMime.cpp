@@ -247,11 +247,18 @@ std::string WithObsoleteZonesUpperCase(std::string_view text) {
 }  // namespace
 
 TDateTime DecodeRfcDate(std::string_view text) {
+  int offsetMinutes = 0;
+  return DecodeRfcDate(text, offsetMinutes);
+}
+
+TDateTime DecodeRfcDate(std::string_view text, int& offsetMinutes) {
+  offsetMinutes = 0;
   if (text.empty()) return 0;
   EnsureGMimeInitialized();
   const std::string input = WithObsoleteZonesUpperCase(text);
   TGDateTimePtr date(g_mime_utils_header_decode_date(input.c_str()));
   if (!date) return 0;
+  offsetMinutes = static_cast<int>(g_date_time_get_utc_offset(date.get()) / G_TIME_SPAN_MINUTE);
   return UnixToDateTime(g_date_time_to_unix(date.get()));
 }
 

@@ -67,6 +67,9 @@ std::string UnfoldHeader(std::string_view rawHeader);
 // An RFC 822 / 5322 date (lenient about names, two-digit years and zones) as GMT; 0 when
 // it cannot be read.
 TDateTime DecodeRfcDate(std::string_view text);
+// The same, also giving the zone the text was written in (minutes east of GMT; 0 when the
+// date cannot be read or names no zone).
+TDateTime DecodeRfcDate(std::string_view text, int& offsetMinutes);
 // "Tue, 01 Jan 2019 10:00:00 +0000"; "" for 0 or a date out of range.
 std::string FormatRfcDate(TDateTime gmt);
 

@@ -485,7 +485,14 @@ void TKwDate::SetLocalDate(TDateTime local) { GmtDate = local == 0 ? 0 : LocalTo
 
 std::string TKwDate::RfcGmtDateTime() const { return FormatRfcDate(GmtDate); }
 
-void TKwDate::SetRfcGmtDateTime(std::string_view rfcDate) { GmtDate = DecodeRfcDate(rfcDate); }
+void TKwDate::SetRfcGmtDateTime(std::string_view rfcDate) { GmtDate = DecodeRfcDate(rfcDate, OffsetMinutes); }
+
+void TKwDate::Assign(const TKwPersistent& source) {
+  TKwPersistent::Assign(source);
+  OffsetMinutes = static_cast<const TKwDate&>(source).OffsetMinutes;
+}
+
+std::string TKwDate::IsoDateTime() const { return GmtDate == 0 ? "" : DateTimeToIsoText(GmtDate, OffsetMinutes); }
 
 // ================================================================ received chain
 
@@ -528,7 +535,7 @@ TKwEmailReceived::TKwEmailReceived(std::string_view line) : Line(line) {
 
 TKwEmailReceived::TKwEmailReceived(const TKwEmailReceived& other)
     : By(other.By), From(other.From), FromIP(other.FromIP), Line(other.Line) {
-  Date.GmtDate = other.Date.GmtDate;
+  Date.Assign(other.Date);
 }
 
 void TKwEmailReceived::DoParseLine() {
@@ -568,14 +575,16 @@ void TKwEmailReceived::ParseFromPart(std::string_view fromToBy) {
 void TKwEmailReceived::ParseDate() {
   const size_t semicolon = Line.find(';');
   if (semicolon != std::string::npos) {
-    const TDateTime date = DecodeRfcDate(Trim(std::string_view(Line).substr(semicolon + 1)));
+    int offset = 0;
+    const TDateTime date = DecodeRfcDate(Trim(std::string_view(Line).substr(semicolon + 1)), offset);
     if (date > 0) {
       Date.GmtDate = date;
+      Date.OffsetMinutes = offset;
       return;
     }
   }
   const std::string_view found = Match(ReceivedPatterns().Date, Line);
-  if (!found.empty()) Date.GmtDate = std::max<TDateTime>(0, DecodeRfcDate(found));
+  if (!found.empty()) Date.GmtDate = std::max<TDateTime>(0, DecodeRfcDate(found, Date.OffsetMinutes));
 }
 
 int TKwEmailReceivedList::Add(std::unique_ptr<TKwEmailReceived> received) {
@@ -712,7 +721,7 @@ bool TKwHeaders::DecodeHeader(std::string_view line) {
       DecodeAddressList(value, CCList);
       break;
     case THeaderKind::Date:
-      SubmitDate.GmtDate = DecodeRfcDate(value);
+      SubmitDate.GmtDate = DecodeRfcDate(value, SubmitDate.OffsetMinutes);
       break;
     case THeaderKind::ReplyTo:
       ReplyTo.SetEmailAddress(DecodeText(value));
@@ -768,11 +777,11 @@ void TKwHeaders::DecodeReceivedLines() {
 
 void TKwHeaders::FillDatesFromReceived() {
   if (DeliveryDate.GmtDate == 0 && ReceivedList.Count() > 0)
-    DeliveryDate.GmtDate = ReceivedList.Items(ReceivedList.Count() - 1).Date.GmtDate;
+    DeliveryDate.Assign(ReceivedList.Items(ReceivedList.Count() - 1).Date);
   if (SubmitDate.GmtDate == 0 && DeliveryDate.GmtDate != 0)
-    SubmitDate.GmtDate = DeliveryDate.GmtDate;
+    SubmitDate.Assign(DeliveryDate);
   if (DeliveryDate.GmtDate == 0 && SubmitDate.GmtDate != 0)
-    DeliveryDate.GmtDate = SubmitDate.GmtDate;
+    DeliveryDate.Assign(SubmitDate);
 }
 
 TMessagePriority TKwHeaders::ParsePriority(std::string_view line) {

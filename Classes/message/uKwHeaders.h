@@ -117,14 +117,23 @@ class TKwDate : public TKwPersistent {
  public:
   std::string_view ClassName() const override { return "TKwDate"; }
   void Publish(TKwPublisher& publisher) override;
-  void Clear() { GmtDate = 0; }
+  void Assign(const TKwPersistent& source) override;  // the offset too
+  void Clear() {
+    GmtDate = 0;
+    OffsetMinutes = 0;
+  }
 
   TDateTime LocalDate() const;  // 0 stays 0
   void SetLocalDate(TDateTime local);
   std::string RfcGmtDateTime() const;  // "Tue, 01 Jan 2019 10:00:00 +0000"; "" for none
   void SetRfcGmtDateTime(std::string_view rfcDate);  // 0 when unparseable
+  // ISO 8601 in the zone the date was written in, "2024-03-05T17:45:00+01:00"; "" for none.
+  std::string IsoDateTime() const;
 
   TDateTime GmtDate = 0;
+  // Minutes east of GMT of the header the date was read from. Not published: the stored
+  // message has no place for it, so a date read back from storage is shown in GMT.
+  int OffsetMinutes = 0;
 };
 
 // One Received header, parsed when created.

@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace {
@@ -138,6 +140,21 @@ std::string DateTimeToLocaleString(TDateTime value) {
   char buffer[128];
   size_t n = strftime(buffer, sizeof buffer, "%x %X", &t);
   return std::string(buffer, n);
+}
+
+std::string DateTimeToIsoText(TDateTime gmt, int offsetMinutes) {
+  const TKwDateParts p = DecodeDateTime(gmt + offsetMinutes / (kSecondsPerDay / 60));
+  char text[48];
+  int n = std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", p.Year, p.Month, p.Day, p.Hour,
+                        p.Minute, p.Second);
+  if (p.Millisecond != 0) n += std::snprintf(text + n, sizeof text - n, ".%03d", p.Millisecond);
+  const int east = std::abs(offsetMinutes);
+  std::snprintf(text + n, sizeof text - n, "%c%02d:%02d", offsetMinutes < 0 ? '-' : '+', east / 60, east % 60);
+  return text;
+}
+
+int LocalOffsetMinutes(TDateTime local) {
+  return static_cast<int>(std::lround((local - LocalToGmt(local)) * (kSecondsPerDay / 60)));
 }
 
 TDateTime NowGmt() {

@@ -33,6 +33,13 @@ int64_t DateTimeToUnix(TDateTime value);    // rounded to the second
 // The date in the process locale's short date and long time format ("%x %X"); "" for 0.
 std::string DateTimeToLocaleString(TDateTime value);
 
+// ISO 8601 with a UTC offset: the wall-clock time `offsetMinutes` east of GMT, for example
+// "2024-03-05T17:45:00+01:00"; ".123" after the seconds when there are milliseconds.
+std::string DateTimeToIsoText(TDateTime gmt, int offsetMinutes);
+// The local zone's offset from GMT, in minutes east, at the given local date (daylight
+// saving as it applied then).
+int LocalOffsetMinutes(TDateTime local);
+
 TDateTime GmtToLocal(TDateTime gmt);
 TDateTime LocalToGmt(TDateTime local);
 TDateTime NowLocal();

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "uKwActionLog.h"
+#include "uKwParameters.h"
 #include "uKwSqlite.h"
 #include "uKwTableCells.h"
 #include "uKwTempDB.h"
@@ -128,6 +129,7 @@ void TKwTargetMailColumnarEmailData::WriteTable(const std::string& fileName) {
   TKwTableWriteOptions options;
   options.Delimiter = FieldDelimiter;
   options.OtherDelimiter = OtherFieldDelimiter;
+  options.DateText = TextDates();
   TKwTableWriteResult result = WriteTableFile(TargetFormat, fileName, rows, options);
   for (const std::string& warning : result.Warnings) Log->Notes.push_back(warning);
 }
@@ -147,16 +149,24 @@ void TKwTargetMailColumnarEmailData::GenerateCSVFile(const std::string& fileName
   if (!out) throw std::runtime_error("Cannot write \"" + fileName + "\"");
   for (size_t i = 0; i < columns.size(); ++i) out << (i ? ",\"" : "\"") << columns[i].Name << '"';
   out << "\r\n";
+  const TKwDateText dateText = TextDates();
   TKwTableRow row;
   while (rows.Next(row)) {
     for (size_t i = 0; i < columns.size(); ++i) {
       if (i) out << ',';
-      out << CsvQuoted(CellText(row[i], columns[i].Kind, TKwDateText::Locale));
+      out << CsvQuoted(CellText(row[i], columns[i].Kind, dateText));
     }
     out << "\r\n";
   }
   out.close();
   if (!out) throw std::runtime_error("Cannot write \"" + fileName + "\"");
+}
+
+// The collected dates are local date-times whose header zone is no longer known: the ISO
+// form gives them the local zone's offset.
+TKwDateText TKwTargetMailColumnarEmailData::TextDates() const {
+  return GlobalOptions && GlobalOptions->DateFormat == TKwDateFormat::Iso ? TKwDateText::IsoWithOffset
+                                                                           : TKwDateText::Locale;
 }
 
 void TKwTargetMailColumnarEmailData::GenerateAccessDb(const std::string&) {

@@ -47,6 +47,7 @@ class TKwTargetMailColumnarEmailData : public TKwTargetMailBase, public TKwColum
   void CopyDatabase();
   void WriteTable(const std::string& fileName);
   std::vector<TKwTableColumn> ExportColumns(bool withoutMemo) const;
+  TKwDateText TextDates() const;  // how CSV and plain text show the date columns
 
   std::string FQuerySql;
   std::vector<TKwTableColumn> FQueryColumns;

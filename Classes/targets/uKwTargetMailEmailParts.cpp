@@ -119,6 +119,9 @@ TKwDecodeDepth TKwTargetMailEmailParts::OwnDecodeDepth() const {
 void TKwTargetMailEmailParts::InitializeExtractProcess(TKwFoldersTree& folders) {
   TKwTargetMailBase::InitializeExtractProcess(folders);
   FFields = ColumnsStringToColumnsFields(FieldsStr);
+  // Spreadsheets keep real date cells; the delimited text formats take the ISO text.
+  FTempDB->SetIsoDates(GlobalOptions && GlobalOptions->DateFormat == TKwDateFormat::Iso &&
+                       (TargetFormat == ffColCsv || TargetFormat == ffColTxt));
   FScratchReady = PrepareScratchFile();
 }
 

@@ -54,7 +54,13 @@ std::string CellText(const TKwTableValue& value, TKwColumnKind kind, TKwDateText
     case TKwColumnKind::Boolean:
       return number != 0 ? "True" : "False";
     case TKwColumnKind::DateTime:
-      return dateText == TKwDateText::Iso ? IsoDateTimeText(number) : DateTimeToLocaleString(number);
+      switch (dateText) {
+        case TKwDateText::Iso: return IsoDateTimeText(number);
+        case TKwDateText::IsoWithOffset:
+          return number == 0 ? "" : DateTimeToIsoText(LocalToGmt(number), LocalOffsetMinutes(number));
+        case TKwDateText::Locale: break;
+      }
+      return DateTimeToLocaleString(number);
     default:
       break;
   }

@@ -17,8 +17,6 @@
 // Excel keeps at most this many UTF-16 code units in a cell, in both of its formats.
 constexpr size_t kSpreadsheetCellLimit = 32767;
 
-enum class TKwDateText { Locale, Iso };
-
 // The text a value shows in a text format. NULL is "", Booleans "True"/"False", numbers the
 // shortest text that reads back to the same number, dates by dateText.
 std::string CellText(const TKwTableValue& value, TKwColumnKind kind, TKwDateText dateText);

@@ -17,6 +17,10 @@
 
 class TKwSqliteDatabase;
 
+// How a date cell is shown as text: the locale's date and time, ISO 8601 local time, or
+// ISO 8601 with the local zone's offset at that date.
+enum class TKwDateText { Locale, Iso, IsoWithOffset };
+
 // How a column's values are to be shown; Text covers short text and memo alike.
 enum class TKwColumnKind { Boolean, DateTime, Float, Integer, Text };
 
@@ -64,6 +68,7 @@ struct TKwTableWriteOptions {
   // the rows in a temporary file, not in memory).
   TColumnsFieldDelimiter Delimiter = cfdTab;
   std::string OtherDelimiter;  // one character (UTF-8) for cfdUserDefined
+  TKwDateText DateText = TKwDateText::Locale;  // plain text only
 };
 
 struct TKwTableWriteResult {

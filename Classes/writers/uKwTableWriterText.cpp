@@ -70,10 +70,11 @@ std::vector<std::string> HeaderTexts(const std::vector<TKwTableColumn>& columns)
   return names;
 }
 
-std::vector<std::string> RowTexts(const TKwTableRow& row, const std::vector<TKwTableColumn>& columns) {
+std::vector<std::string> RowTexts(const TKwTableRow& row, const std::vector<TKwTableColumn>& columns,
+                                  TKwDateText dateText) {
   std::vector<std::string> texts(columns.size());
   for (size_t i = 0; i < columns.size(); ++i)
-    texts[i] = CellText(row[i], columns[i].Kind, TKwDateText::Locale);
+    texts[i] = CellText(row[i], columns[i].Kind, dateText);
   return texts;
 }
 
@@ -87,12 +88,12 @@ void WriteSeparatedLine(TKwOutputFile& file, const std::vector<std::string>& tex
 }
 
 void WriteSeparated(TKwOutputFile& file, TKwTableRows& rows, const std::string& separator,
-                    TKwTableWriteResult& result) {
+                    TKwDateText dateText, TKwTableWriteResult& result) {
   const auto& columns = rows.Columns();
   WriteSeparatedLine(file, HeaderTexts(columns), separator);
   TKwTableRow row;
   while (rows.Next(row)) {
-    WriteSeparatedLine(file, RowTexts(row, columns), separator);
+    WriteSeparatedLine(file, RowTexts(row, columns, dateText), separator);
     ++result.Rows;
   }
 }
@@ -116,7 +117,7 @@ void SpoolLine(TKwSpoolFile& spool, const std::vector<std::string>& texts, std::
   }
 }
 
-void WriteFixedWidth(TKwOutputFile& file, TKwTableRows& rows, TKwTableWriteResult& result) {
+void WriteFixedWidth(TKwOutputFile& file, TKwTableRows& rows, TKwDateText dateText, TKwTableWriteResult& result) {
   const auto& columns = rows.Columns();
   std::vector<size_t> widths(columns.size(), 0);
   TKwSpoolFile spool;
@@ -124,7 +125,7 @@ void WriteFixedWidth(TKwOutputFile& file, TKwTableRows& rows, TKwTableWriteResul
   TKwTableRow row;
   int64_t count = 0;
   while (rows.Next(row)) {
-    SpoolLine(spool, RowTexts(row, columns), widths);
+    SpoolLine(spool, RowTexts(row, columns, dateText), widths);
     ++count;
   }
   spool.Rewind();
@@ -264,9 +265,9 @@ void WriteTextTable(const std::string& fileName, TKwTableRows& rows,
                     const TKwTableWriteOptions& options, TKwTableWriteResult& result) {
   TKwOutputFile file(fileName);
   if (options.Delimiter == cdfFixed)
-    WriteFixedWidth(file, rows, result);
+    WriteFixedWidth(file, rows, options.DateText, result);
   else
-    WriteSeparated(file, rows, Separator(options), result);
+    WriteSeparated(file, rows, Separator(options), options.DateText, result);
   file.Close();
 }
 

@@ -59,17 +59,20 @@ TStoredKind StoredKindOfColumn(const std::string& name) {
   throw std::runtime_error(std::string(context) + ": " + error);
 }
 
-// A date the header did not give stays NULL rather than becoming 1899-12-30.
-bool BindDate(TKwSqliteStatement& insert, int index, TDateTime gmt) {
-  if (gmt == 0) return insert.BindNull(index);
-  return insert.BindDouble(index, DateTimeToJulianDate(GmtToLocal(gmt)));
+// A date the header did not give stays NULL rather than becoming 1899-12-30. An ISO text
+// is not a number, so SQLite keeps it as text in the REAL column.
+bool BindDate(TKwSqliteStatement& insert, int index, const TKwDate& date, bool isoDate) {
+  if (date.GmtDate == 0) return insert.BindNull(index);
+  if (isoDate) return insert.BindText(index, date.IsoDateTime());
+  return insert.BindDouble(index, DateTimeToJulianDate(GmtToLocal(date.GmtDate)));
 }
 
-bool BindField(TKwSqliteStatement& insert, int index, const TKwMailMessage& message, TColumnField field) {
+bool BindField(TKwSqliteStatement& insert, int index, const TKwMailMessage& message, TColumnField field,
+               bool isoDates) {
   const TKwHeaders& h = *message.Headers;
   switch (field) {
-    case cfSubmitDate: return BindDate(insert, index, h.SubmitDate.GmtDate);
-    case cfDeliveryDate: return BindDate(insert, index, h.DeliveryDate.GmtDate);
+    case cfSubmitDate: return BindDate(insert, index, h.SubmitDate, isoDates);
+    case cfDeliveryDate: return BindDate(insert, index, h.DeliveryDate, isoDates);
     case cfAttachCount: return insert.BindInt(index, message.Attachments->GetCount());
     case cfPriority: return insert.BindInt(index, static_cast<int>(h.Priority));
     case cfLastSavedFile: return insert.BindText(index, message.LastSavedFilename);
@@ -99,7 +102,8 @@ void WriteCsvValue(std::ostream& out, const TKwSqliteStatement& select, int colu
   switch (kind) {
     case TStoredKind::Integer: out << select.ColumnInt64(column); return;
     case TStoredKind::Real:
-      out << CsvQuoted(DateTimeToLocaleString(JulianDateToDateTime(select.ColumnDouble(column))));
+      if (select.ColumnType(column) == TKwSqliteType::Text) out << CsvQuoted(select.ColumnTextView(column));
+      else out << CsvQuoted(DateTimeToLocaleString(JulianDateToDateTime(select.ColumnDouble(column))));
       return;
     case TStoredKind::Text: out << CsvQuoted(select.ColumnTextView(column)); return;
   }
@@ -197,7 +201,7 @@ void TKwTempDBColumnar::AddMessageToDB(const TKwMailMessage& message, const TCol
   if (!transaction.IsActive()) Raise("Adding the row", FDatabase->LastError());
   int index = 1;
   for (TColumnField field : fields)
-    if (!BindField(insert, index++, message, field)) Raise("Adding the row", insert.LastError());
+    if (!BindField(insert, index++, message, field, FIsoDates)) Raise("Adding the row", insert.LastError());
   bool stepped = insert.Execute();
   insert.ClearBindings();
   if (!stepped) Raise("Adding the row", insert.LastError());

@@ -5,7 +5,8 @@
 // File: one SQLite database with one table,
 //   MSG("msg_id" INTEGER NOT NULL, one column per chosen field, PRIMARY KEY ("msg_id"))
 // Columns are named by GetColumnFieldName and typed by field: the two dates REAL (Julian
-// day of the local date), the attachment count and priority INTEGER, the rest TEXT (UTF-8).
+// day of the local date; with SetIsoDates, TEXT values in ISO 8601 with the offset of the
+// message's own header), the attachment count and priority INTEGER, the rest TEXT (UTF-8).
 // msg_id is never given, so rows keep their insertion order.
 //
 // The file is ours alone: it is written without syncing and with the rollback journal in
@@ -59,13 +60,18 @@ class TKwTempDBColumnar {
   bool IsOpen() const;
   const std::string& FileName() const { return FFileName; }
 
+  // Dates of the rows added from now on are stored, and written to CSV, as ISO 8601 text in
+  // the zone of the message's own header instead of local date-times.
+  void SetIsoDates(bool isoDates) { FIsoDates = isoDates; }
+
   // Adds one row with the values of the chosen fields (columns the table lacks fail with
   // SQLite's "no such column" error), in one transaction of its own.
   void AddMessageToDB(const TKwMailMessage& message, const TColumnFields& fields);
 
   // Writes the table as CSV: a header line of the quoted column names (msg_id left out),
   // then one line per row, CRLF-terminated, UTF-8 without a byte-order mark. Dates are
-  // written as local date and time in the locale's format, integers in decimal, text as
+  // written as local date and time in the locale's format (dates stored as text as they
+  // are), integers in decimal, text as
   // it is; a value holding a comma, double quote, CR or LF is quoted with inner quotes
   // doubled. append adds to an existing file instead of replacing it.
   void GenerateCSVFile(const std::string& fileName, bool append);
@@ -81,6 +87,7 @@ class TKwTempDBColumnar {
   // The INSERT of the last field set, kept while the connection is open.
   std::unique_ptr<TKwSqliteStatement> FInsert;
   TColumnFields FInsertFields;
+  bool FIsoDates = false;
 };
 
 // CSV quoting of one value: bare unless it holds a comma, double quote, CR or LF.
