@@ -32,7 +32,7 @@ job_file() {  # job name -> the JSON job, written once
           \"Options.TargetFolder\": \"$out\", \"Options.DuplicatedFilesAction\": \"dfRename\" }" ;;
     bounces) target="{ \"kind\": \"stiMailPasBounceFilter\", \"Name\": \"Bounces\", \"children\": [
           { \"kind\": \"stiMailPasFilterTrue\", \"children\": [
-            { \"kind\": \"stiMailTarEmailParts\", \"Name\": \"Bounce list\", \"FieldsStr\": \"0513262728\",
+            { \"kind\": \"stiMailTarEmailParts\", \"Name\": \"Bounce list\", \"FieldsStr\": \"0308262728\",
               \"TargetFormat\": \"ffColCsv\", \"TargetFilename\": \"$out/bounces.csv\" } ] } ] }" ;;
   esac
   cat >"$file" <<JSON

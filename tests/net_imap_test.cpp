@@ -150,10 +150,12 @@ TEST_F(ImapTest, TheMailFilterIsSearchedOnTheServerAndTheSelectionPicksFolders) 
 
 TEST_F(ImapTest, DeletesOnlyWhatTheTargetsTookAfterwards) {
   auto source = Source();
-  source->SourceOptions->DeleteMessages = true;
+  // Asked by the target rather than the source option: the same deletion.
+  dynamic_cast<TKwTargetMailBase&>(source->GetChild(0)).DeleteSourceMessage = true;
   ASSERT_TRUE(source->LoadFolders());
   source->SourceFolders->SetFolderStatus("INBOX", fsChecked);
   source->Execute();
+  EXPECT_TRUE(source->GetLog().Notes.empty()) << source->GetLog().Notes.front();
   EXPECT_EQ(EmlFiles(), 3);
   EXPECT_TRUE(Uids("INBOX").empty());
   EXPECT_EQ(Uids(kNested).size(), 1u) << "a folder not walked keeps its mail";

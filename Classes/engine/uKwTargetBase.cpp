@@ -111,12 +111,13 @@ void TKwTargetMailBase::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
   FMessageProcessed = true;
   FSaveStatus = ssOther;
-  FMailMessage->Assign(message);
+  if (KeepsOwnCopy()) FMailMessage->Assign(message);
+  const TKwMailMessage& working = KeepsOwnCopy() ? *FMailMessage : message;
   Log->IncProcessed();
   if (!EmailParts) return;
   for (int i = 0; i < EmailParts->Count(); ++i) {
     TKwVariable& variable = EmailParts->Items(i);
-    variable.Value = FMailMessage->ColumnFieldToDataString(variable.ColumnField);
+    variable.Value = working.ColumnFieldToDataString(variable.ColumnField);
   }
 }
 

@@ -70,7 +70,8 @@ class TKwTargetMailBase : public TKwTargetBase {
   void Publish(TKwPublisher& publisher) override;
 
   void InitializeExtractProcess(TKwFoldersTree& folders) override;
-  // Takes a copy of the message, counts it and fills EmailParts; does not pass it on.
+  // Takes a copy of the message (unless KeepsOwnCopy says no), counts it and fills
+  // EmailParts; does not pass it on.
   void ProcessMessage(TKwMailMessage& message) override;
 
   TKwMailMessage& MailMessage() { return *FMailMessage; }
@@ -81,6 +82,10 @@ class TKwTargetMailBase : public TKwTargetBase {
   bool Overwrite = true;
 
  protected:
+  // A stage that only looks at a message to route it reads it where it is; the others
+  // keep a copy of their own in FMailMessage, which they may change.
+  virtual bool KeepsOwnCopy() const { return true; }
+
   std::unique_ptr<TKwMailMessage> FMailMessage;
   bool FMessageProcessed = false;
   TSaveStatus FSaveStatus = ssOther;

@@ -119,17 +119,11 @@ void TKwSourceMailIMAP::FinalizeExtraction() {
   FFetched.clear();
 }
 
-int TKwSourceMailIMAP::TargetErrorCount() {
-  int errors = Log->ErrorsCount();
-  ForEachChildTarget([&](TKwTargetBase& target) { errors += target.GetLog().ErrorsCount(); }, true);
-  return errors;
-}
-
 void TKwSourceMailIMAP::ProcessMailFolder(TKwFolderNode& folder) {
   TKwSourceMailBase::ProcessMailFolder(folder);
   TKwFolderInfo& info = folder.Info();
   if (!FClient->IsConnected() || info.EntryIdW.empty()) return;  // \Noselect: a parent only
-  const bool deleting = SourceOptions->DeleteMessages && FCurrentProcessType != fptLoadHeaders;
+  const bool deleting = FCurrentProcessType != fptLoadHeaders && IsDeleteAsked();
   TKwImapSelected selected;
   std::vector<uint32_t> uids;
   if (!FClient->Select(info.EntryIdW, !deleting, selected) ||
@@ -214,19 +208,25 @@ void TKwSourceMailIMAP::ProcessBatch(const std::vector<uint32_t>& uids, size_t f
   FClient->UidFetch(wanted, kBodyItems, [&](TKwImapFetch& fetch) {
     if (fetch.HasBody) FFetched[fetch.Uid].swap(fetch.Body);
   });
-  for (const auto& [uid, item] : items) {
+  for (const auto& entry : items) {
     if (IsAborted()) break;
-    FLoadedCurrent = false;
-    const int errorsBefore = TargetErrorCount();
-    ProcessMailItem(item, folder);
-    if (FLoadedCurrent && TargetErrorCount() == errorsBefore) FToDelete.push_back(uid);
+    ProcessMailItem(entry.second, folder);
   }
   FFetched.clear();
 }
 
 bool TKwSourceMailIMAP::DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) {
-  FLoadedCurrent = DownloadMessage(item.ItemId, message);
-  return FLoadedCurrent;
+  return DownloadMessage(item.ItemId, message);
+}
+
+bool TKwSourceMailIMAP::DeleteMessage(const TKwMailItem& item, std::string& error) {
+  const std::string prefix = std::to_string(FUidValidity) + ":";
+  if (item.ItemId.rfind(prefix, 0) != 0) {
+    error = "The message " + item.ItemId + " is not in the selected folder";
+    return false;
+  }
+  FToDelete.push_back(static_cast<uint32_t>(std::stoul(item.ItemId.substr(prefix.size()))));
+  return true;
 }
 
 bool TKwSourceMailIMAP::DownloadMessage(const std::string& id, TKwMailMessage& message) {

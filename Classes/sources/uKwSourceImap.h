@@ -39,6 +39,10 @@ class TKwSourceMailIMAP : public TKwSourceMailBase {
   void FinalizeExtraction() override;
   void ProcessMailFolder(TKwFolderNode& folder) override;
   bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message) override;
+  // Deletion is asked by the source option or by a target; the messages are flagged and
+  // expunged together when their folder is done.
+  bool CanDeleteMessages() const override { return true; }
+  bool DeleteMessage(const TKwMailItem& item, std::string& error) override;
   // Loads the message "UIDVALIDITY:UID" of the selected folder into message.
   bool DownloadMessage(const std::string& id, TKwMailMessage& message);
 
@@ -53,14 +57,12 @@ class TKwSourceMailIMAP : public TKwSourceMailBase {
   // One batch of UIDs (the first at position firstIndex of the folder's search): the
   // headers of all, then the messages the loop will load, then each through ProcessMailItem.
   void ProcessBatch(const std::vector<uint32_t>& uids, size_t firstIndex, int count, TKwFolderNode& folder);
-  int TargetErrorCount();  // of this source's log and its targets' logs
 
   std::unique_ptr<TKwImapClient> FClient;
   std::unique_ptr<TKwHeaders> FHeaders;
   std::string FConnectError;
   uint32_t FUidValidity = 0;              // of the selected folder
   std::map<uint32_t, std::string> FFetched;  // messages of the current batch, by UID
-  bool FLoadedCurrent = false;
   std::vector<uint32_t> FToDelete;  // of the selected folder
 };
 

@@ -29,6 +29,7 @@ class TKwTargetMailFilters : public TKwTargetMailPassBase {
  protected:
   // The verdict for one message: true sends it down the True branch.
   virtual bool IsMessageTrue(const TKwMailMessage& message) const;
+  bool KeepsOwnCopy() const override { return false; }
 };
 
 // Blacklist filtering needs a spam service this build does not have.
@@ -57,4 +58,7 @@ class TKwTargetMailFiltersCondition : public TKwTargetMailPassBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailFiltersCondition"; }
   TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::Headers; }
+
+ protected:
+  bool KeepsOwnCopy() const override { return false; }
 };

@@ -7,4 +7,7 @@ class TKwTargetMailFolder : public TKwTargetMailPassBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailFolder"; }
   TKwDecodeDepth OwnDecodeDepth() const override { return TKwDecodeDepth::Headers; }
+
+ protected:
+  bool KeepsOwnCopy() const override { return false; }
 };
