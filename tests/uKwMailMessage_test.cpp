@@ -125,10 +125,18 @@ TEST(TKwMailMessageTest, ShallowerDecodingKeepsHeadersAndSourceAndLeavesTheRestE
   for (const fs::path& file : {kMessages / "04-nested-related.eml",
                                fs::path(QUILLON_TEST_DATA) / "bounces" / "01-dsn-unknown-user.eml"}) {
     const std::string text = ReadFileText(file);
-    TKwMailMessage full, headers, verdict;
+    TKwMailMessage full, headers, verdict, listed;
     headers.DecodeDepth = TKwDecodeDepth::Headers;
     verdict.DecodeDepth = TKwDecodeDepth::BounceVerdict;
-    for (TKwMailMessage* message : {&full, &headers, &verdict}) ASSERT_TRUE(message->LoadMIMEFromString(text));
+    listed.DecodeDepth = TKwDecodeDepth::AllButAttachmentBytes;
+    for (TKwMailMessage* message : {&full, &headers, &verdict, &listed}) ASSERT_TRUE(message->LoadMIMEFromString(text));
+    EXPECT_EQ(listed.TextPart, full.TextPart);
+    EXPECT_EQ(listed.Attachments->GetText(), full.Attachments->GetText());
+    EXPECT_EQ(listed.BounceType, full.BounceType);
+    for (int i = 0; i < listed.Attachments->GetCount(); ++i) {
+      const TKwAttachment& attachment = listed.Attachments->GetAttachment(i);
+      if (!attachment.FileName.ends_with(".eml")) EXPECT_EQ(attachment.Content, "") << attachment.FileName;
+    }
     ASSERT_FALSE(full.TextPart.empty() && full.Attachments->GetCount() == 0) << file;
     for (TKwMailMessage* message : {&headers, &verdict}) {
       EXPECT_EQ(message->Headers->Subject, full.Headers->Subject);

@@ -247,5 +247,7 @@ TEST(DecodeDepthTest, ARunDecodesNoMoreThanItsEnabledStagesRead) {
   columns.FieldsStr = "0308";
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::BounceVerdict);
   columns.FieldsStr = "030813";  // the attachment count
+  EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::AllButAttachmentBytes);
+  source->AddChild(stiMailTarAttachments);
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
 }

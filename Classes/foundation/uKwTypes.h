@@ -220,9 +220,9 @@ KW_ENUM(THelpdeskTicketType, KW_HELPDESK_TICKET_TYPE);
 
 // How much of a message a load decodes, in increasing cost. A run decodes no more than
 // its stages read: names, folders and byte-for-byte copies need the headers alone, the
-// bounce columns and filter the bounce verdict as well, anything else the bodies and the
-// attachments. Not persisted.
-enum class TKwDecodeDepth { Headers, BounceVerdict, Everything };
+// bounce columns and filter the bounce verdict as well, table columns the bodies and the
+// list of attachments (names, not bytes), anything else everything. Not persisted.
+enum class TKwDecodeDepth { Headers, BounceVerdict, AllButAttachmentBytes, Everything };
 
 // ---- Conversions between value and identifier text (-1 for an unknown text) ----
 std::string SourceTargetItemToString(TSourceTargetItem value);

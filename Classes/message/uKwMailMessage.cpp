@@ -483,10 +483,10 @@ void TKwMailMessage::DecodeMimeMessage() {
       Headers->LoadHeaderLinesFromMimeBody(SourceLines);
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      if (DecodeDepth == TKwDecodeDepth::Everything) DecodeMimeText(JoinLines(SourceLines), true);
+      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(JoinLines(SourceLines), true);
       else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(JoinLines(SourceLines)));
     }
-    if (DecodeDepth == TKwDecodeDepth::Everything) ParseTextAndHtmlParts();
+    if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
@@ -611,7 +611,8 @@ std::string TKwMailMessage::TakeUuencodedFiles(const std::string& bytes) {
 void TKwMailMessage::AddWalkAttachment(const TKwMimePart& part, const std::string& contentType) {
   std::string name = SafeFileName(part.FileName());
   if (name.empty()) name = FallbackAttachmentName(contentType);
-  TKwAttachment& attachment = Attachments->AddFromStream(part.DecodedBytes(), name);
+  const bool withBytes = DecodeDepth == TKwDecodeDepth::Everything;
+  TKwAttachment& attachment = Attachments->AddFromStream(withBytes ? part.DecodedBytes() : std::string(), name);
   attachment.SetContentID(part.ContentId());
 }
 

@@ -148,9 +148,10 @@ class TKwMailMessage : public TKwBaseMessage {
   // Assign copies it, Clear and every load reset it.
   bool Changed = false;
   TStringList WordsList;
-  // What the MIME loads decode (uKwTypes): below Everything, the bodies, attachments and
-  // derived lists stay empty, and below BounceVerdict the bounce members too. Kept by
-  // Clear; Assign copies it.
+  // What the MIME loads decode (uKwTypes): at AllButAttachmentBytes the attachments are
+  // listed with empty Content (an attached message keeps its bytes); below it the bodies,
+  // attachments and derived lists stay empty, and below BounceVerdict the bounce members
+  // too. Kept by Clear; Assign copies it.
   TKwDecodeDepth DecodeDepth = TKwDecodeDepth::Everything;
 
   // ---- Members ----

@@ -59,26 +59,35 @@ struct TKwMessagePrefetcher::TImpl {
     }
   }
 
+  // A message decoded whole gives the loop its header fields too; otherwise the header
+  // block alone is read.
   void Decode(TJob& job, TKwHeaders& headers) {
-    headers.LoadHeadersFromString(std::string_view(job.Text).substr(0, job.HeaderLength));
     TKwPrefetchedItem& result = job.Result;
+    if (Loading) {
+      std::unique_ptr<TKwMailMessage> message = AcquireMessage();
+      // What a recycled message carries over belongs to whichever message it held before;
+      // the loop fills these in from the message before this one in the source's order.
+      message->Headers->ReturnPath.Clear();
+      message->Headers->EnvelopeTo.Clear();
+      try {
+        message->LoadMIMEFromString(job.Text);
+        TakeHeaderFields(*message->Headers, result);
+        result.Message = std::move(message);
+        return;
+      } catch (const std::exception&) {
+        // Left to the loop, which loads the message itself and logs its failure there, as
+        // for any message that cannot be loaded.
+      }
+    }
+    headers.LoadHeadersFromString(std::string_view(job.Text).substr(0, job.HeaderLength));
+    TakeHeaderFields(headers, result);
+  }
+
+  static void TakeHeaderFields(const TKwHeaders& headers, TKwPrefetchedItem& result) {
     result.UniqueId = headers.GetUniqueId();
     result.FromAddress = headers.From.Address;
     result.Subject = headers.Subject;
     result.GmtDate = headers.SubmitDate.GmtDate;
-    if (!Loading) return;
-    std::unique_ptr<TKwMailMessage> message = AcquireMessage();
-    // What a recycled message carries over belongs to whichever message it held before;
-    // the loop fills these in from the message before this one in the source's order.
-    message->Headers->ReturnPath.Clear();
-    message->Headers->EnvelopeTo.Clear();
-    try {
-      message->LoadMIMEFromString(job.Text);
-      result.Message = std::move(message);
-    } catch (const std::exception&) {
-      // Left to the loop, which loads the message itself and logs its failure there, as
-      // for any message that cannot be loaded.
-    }
   }
 
   std::unique_ptr<TKwMailMessage> AcquireMessage() {
@@ -118,11 +127,9 @@ struct TKwMessagePrefetcher::TImpl {
 
 namespace {
 
-// One core stays with the loop, which writes what the workers decode.
-size_t WorkerCount() {
-  const unsigned cores = std::thread::hardware_concurrency();
-  return std::clamp<size_t>(cores > 1 ? cores - 1 : 1, 1, 4);
-}
+// One worker per core: decoding costs more than writing, so the loop spends much of its
+// time waiting for the next message, and a core left to it alone would idle that long.
+size_t WorkerCount() { return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 4); }
 
 }  // namespace
 

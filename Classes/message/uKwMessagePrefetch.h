@@ -1,6 +1,6 @@
 #pragma once
 // Decoding ahead: while the run loop hands one message to its targets, worker threads
-// (one per spare core, at least one) read the header fields of the next messages and, as
+// (one per core, at most four) read the header fields of the next messages and, as
 // long as the loop keeps loading what it is given, decode them whole. A source that cuts
 // messages out of a container (an mbox file) submits each message's text in loop order
 // and takes the results back in the same order; decoding, the costliest step of a run,

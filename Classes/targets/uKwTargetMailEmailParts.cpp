@@ -106,7 +106,7 @@ TKwDecodeDepth TKwTargetMailEmailParts::OwnDecodeDepth() const {
   for (TColumnField field : ColumnsStringToColumnsFields(FieldsStr)) {
     switch (field) {
       case cfTextPart: case cfHtmlPart: case cfAttachCount: case cfAttachList: case cfAttachComma:
-        return TKwDecodeDepth::Everything;
+        return TKwDecodeDepth::AllButAttachmentBytes;
       case cfBounceType: case cfBounceDescription: case cfBounceRecipient:
         depth = TKwDecodeDepth::BounceVerdict;
         break;
@@ -127,9 +127,10 @@ void TKwTargetMailEmailParts::InitializeExtractProcess(TKwFoldersTree& folders) 
 
 void TKwTargetMailEmailParts::ProcessMessage(TKwMailMessage& message) {
   TKwTargetMailBase::ProcessMessage(message);
-  TKwMailMessage& working = *FMailMessage;
+  // The row names this target's folder; the message goes on as it came.
+  TKwMailMessage& working = message;
+  const std::string folderName = working.FolderName;
   if (!FFolderInfo->FolderPath.empty()) working.FolderName = FFolderInfo->FolderPath;
-  working.LastSavedFilename = message.LastSavedFilename;
   const TKwHeaders& h = *working.Headers;
   // Without a scratch table the failure was logged once when the run began.
   FSaveStatus = ssError;
@@ -145,6 +146,7 @@ void TKwTargetMailEmailParts::ProcessMessage(TKwMailMessage& message) {
   }
   if (GlobalOptions && GlobalOptions->DetailedLog)
     Log->AddMessageStatusFull(FSaveStatus, h.From.Address, h.Subject, GmtToLocal(h.SubmitDate.GmtDate));
+  working.FolderName = folderName;
 }
 
 void TKwTargetMailEmailParts::FinalizeExtractProcess() {

@@ -35,7 +35,8 @@ class TKwTargetMailEmailParts : public TKwTargetMailBase, public TKwColumnarOutp
   void InitializeExtractProcess(TKwFoldersTree& folders) override;
   void ProcessMessage(TKwMailMessage& message) override;
   void FinalizeExtractProcess() override;
-  // Bodies and attachment columns need the whole message, bounce columns the verdict.
+  // Body and attachment columns need the message's parts (not the attachments' bytes),
+  // bounce columns the verdict.
   TKwDecodeDepth OwnDecodeDepth() const override;
 
   // The fields FieldsStr names (two-digit codes; a last odd character, a non-number and
@@ -53,6 +54,9 @@ class TKwTargetMailEmailParts : public TKwTargetMailBase, public TKwColumnarOutp
 
   // ---- published
   std::string FieldsStr;  // two-digit TColumnField codes in the user's order
+
+ protected:
+  bool KeepsOwnCopy() const override { return false; }
 
  private:
   bool PrepareScratchFile();
