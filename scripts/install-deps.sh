@@ -14,7 +14,7 @@ packages=(
   libpoppler-cpp-dev liblitehtml-dev libgumbo-dev libpango1.0-dev libcairo2-dev libjpeg-dev libqpdf-dev
   fonts-dejavu-core fonts-noto-cjk p7zip-full
   python3-olefile libemail-outlook-message-perl libemail-address-perl poppler-utils python3-aiosmtpd
-  time
+  time git libjemalloc-dev
   libsoci-dev libboost-dev postgresql mariadb-server mariadb-client odbc-postgresql unixodbc sqlite3
 )
 
