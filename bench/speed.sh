@@ -5,7 +5,7 @@
 #   fields       fields 000203050813 -> CSV                             | Python's email package
 #   attachments  every attachment -> one folder, clashing names renamed | Python's email package
 #   bounces      bounced-mail filter -> CSV of the bounces              | (none)
-# Every timing includes deleting the previous run's output. Prints per job the median wall
+# Every timing includes deleting the previous run's output, as a user's rerun would. Prints per job the median wall
 # time of each side, messages/s, the ratio and the peak resident memory.
 # Usage: bench/speed.sh MBOX [QUILLON] [WORKDIR]
 #   QUILLON defaults to build/quillon; WORKDIR (default a temporary folder) holds the jobs
@@ -54,9 +54,9 @@ anchor_command() {  # job name -> the anchor's command line, or nothing
 # Runs one side once: clears its output, times the command, appends "seconds peak_kb".
 timed() {
   local out=$1 results=$2; shift 2
-  rm -rf "$out"; mkdir -p "$out"
   local start end
   start=$(date +%s.%N)
+  rm -rf "$out"; mkdir -p "$out"
   /usr/bin/time -f %M -o "$work/peak.txt" "$@" >"$work/last-run.txt" 2>&1 || {
     echo "failed: $*" >&2; tail -5 "$work/last-run.txt" >&2; }
   end=$(date +%s.%N)

@@ -76,6 +76,14 @@ TEST(TKwMailMessageTest, LoadsEveryCorpusMessageAsExpected) {
     EXPECT_EQ(!message.HtmlPart.empty(), want["has_html"].get<bool>());
     EXPECT_EQ(AttachmentNames(message), want["attachments"].get<std::vector<std::string>>());
     EXPECT_EQ(message.SourceFilename, (kMessages / name).string());
+    // Decoding again from the lines gives what the load decoded from the file's text.
+    TKwMailMessage again;
+    again.Assign(message);
+    again.DecodeMimeMessage();
+    EXPECT_EQ(again.TextPart, message.TextPart);
+    EXPECT_EQ(again.HtmlPart, message.HtmlPart);
+    EXPECT_EQ(AttachmentNames(again), AttachmentNames(message));
+    EXPECT_EQ(again.BounceType, message.BounceType);
   }
 }
 

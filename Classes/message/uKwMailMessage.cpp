@@ -70,6 +70,20 @@ void SplitTextLinesInto(std::string_view text, TStringList& lines) {
   lines.resize(count);
 }
 
+// Whether every line break of text is CR LF, so that its lines joined again by CR LF give
+// the text itself, short of a final line break.
+bool HasOnlyCrLfBreaks(std::string_view text) {
+  size_t lineFeeds = 0;
+  for (const char* p = text.data(), *end = p + text.size();
+       (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)))) != nullptr; ++p, ++lineFeeds)
+    if (p == text.data() || p[-1] != '\r') return false;
+  return static_cast<size_t>(std::count(text.begin(), text.end(), '\r')) == lineFeeds;
+}
+
+std::string_view WithoutFinalLineBreak(std::string_view text) {
+  return text.ends_with("\r\n") ? text.substr(0, text.size() - 2) : text;
+}
+
 TStringList SplitTextLines(std::string_view text) {
   TStringList lines;
   lines.reserve(text.size() / 64 + 1);
@@ -431,7 +445,7 @@ bool TKwMailMessage::LoadMIMEFromString(std::string_view text) {
   LastError.clear();
   SplitTextLinesInto(text, lines);
   SourceLines = std::move(lines);
-  DecodeMimeMessage();
+  DecodeMimeMessageFrom(HasOnlyCrLfBreaks(text) ? WithoutFinalLineBreak(text) : std::string_view());
   SourceIsMime = true;
   return true;
 }
@@ -470,7 +484,9 @@ bool TKwMailMessage::LoadPDF(const std::string& fileName) {
 
 // ---------------------------------------------------------------- MIME decoding
 
-void TKwMailMessage::DecodeMimeMessage() {
+void TKwMailMessage::DecodeMimeMessage() { DecodeMimeMessageFrom({}); }
+
+void TKwMailMessage::DecodeMimeMessageFrom(std::string_view sourceText) {
   Changed = false;
   Attachments->Clear();
   Headers->Clear();
@@ -480,11 +496,19 @@ void TKwMailMessage::DecodeMimeMessage() {
   try {
     if (!TryDecryptSMime()) {
       Headers->Clear();
+      const size_t linesBefore = SourceLines.size();
       Headers->LoadHeaderLinesFromMimeBody(SourceLines);
+      // The blank lines it dropped from the front are dropped from the text too.
+      for (size_t dropped = linesBefore - SourceLines.size(); dropped > 0 && !sourceText.empty(); --dropped) {
+        const size_t lineEnd = sourceText.find("\r\n");
+        sourceText = lineEnd == std::string_view::npos ? std::string_view() : sourceText.substr(lineEnd + 2);
+      }
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(JoinLines(SourceLines), true);
-      else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(JoinLines(SourceLines)));
+      std::string joined;
+      if (sourceText.empty() && DecodeDepth > TKwDecodeDepth::Headers) sourceText = joined = JoinLines(SourceLines);
+      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(sourceText, true);
+      else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(sourceText));
     }
     if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) ParseTextAndHtmlParts();
   } catch (const std::exception& error) {

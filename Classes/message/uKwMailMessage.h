@@ -192,6 +192,8 @@ class TKwMailMessage : public TKwBaseMessage {
   TStringList EncodeMIMEMessage(bool includeAttachments = true) const;
 
  private:
+  // DecodeMimeMessage with SourceLines joined again, when the caller has that text at hand.
+  void DecodeMimeMessageFrom(std::string_view sourceText);
   bool LoadFormatAtDepth(const std::string& fileName, int depth);
   bool LoadArchive(const std::string& fileName, int depth);
   bool TryDecryptSMime();
