@@ -73,11 +73,16 @@ void SplitTextLinesInto(std::string_view text, TStringList& lines) {
 // Whether every line break of text is CR LF, so that its lines joined again by CR LF give
 // the text itself, short of a final line break.
 bool HasOnlyCrLfBreaks(std::string_view text) {
-  size_t lineFeeds = 0;
-  for (const char* p = text.data(), *end = p + text.size();
-       (p = static_cast<const char*>(std::memchr(p, '\n', static_cast<size_t>(end - p)))) != nullptr; ++p, ++lineFeeds)
-    if (p == text.data() || p[-1] != '\r') return false;
-  return static_cast<size_t>(std::count(text.begin(), text.end(), '\r')) == lineFeeds;
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  const auto next = [end](const char* from, char c) {
+    return static_cast<const char*>(std::memchr(from, c, static_cast<size_t>(end - from)));
+  };
+  size_t lineFeeds = 0, carriageReturns = 0;
+  for (const char* p = next(begin, '\n'); p; p = next(p + 1, '\n'), ++lineFeeds)
+    if (p == begin || p[-1] != '\r') return false;
+  for (const char* p = next(begin, '\r'); p; p = next(p + 1, '\r')) ++carriageReturns;
+  return carriageReturns == lineFeeds;
 }
 
 std::string_view WithoutFinalLineBreak(std::string_view text) {
