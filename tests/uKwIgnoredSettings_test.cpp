@@ -52,8 +52,8 @@ TEST(TKwIgnoredSettingsTest, KindsDifferWhereTheirCodeDiffers) {
   EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.DeleteMessages"));
   EXPECT_TRUE(ActsOn(stiMailSrcPOP, "Filters.Range.Start")) << "the filters sources read";
   EXPECT_TRUE(ActsOn(stiMailSrcMbox, "Filters.Mail.From"));
-  EXPECT_FALSE(ActsOn(stiMailSrcMbox, "Filters.Mail.To"))
-      << "the mbox source knows no recipients before loading";
+  EXPECT_TRUE(ActsOn(stiMailSrcMbox, "Filters.Mail.To"));
+  EXPECT_FALSE(ActsOn(stiMailUniqueIds, "Filters.Mail.To")) << "the cached summary holds no recipients";
   EXPECT_TRUE(ActsOn(stiMailSrcGmail, "Filters.Mail.To")) << "the server searches for them";
   EXPECT_FALSE(ActsOn(stiMailSrcPOP, "SourceOptions.Filters.Range.Start"))
       << "not their copy in SourceOptions";

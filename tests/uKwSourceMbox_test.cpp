@@ -94,6 +94,18 @@ TEST_F(MboxRunTest, WritesOneFilePerDistinctMessageInDomainFolders) {
     EXPECT_NE(ReadFileText(entry.path()).find("\nFrom the archive"), std::string::npos);
 }
 
+TEST_F(MboxRunTest, TheMailFilterJudgesRecipientsBeforeLoading) {
+  std::string other = Message("d@x", "dan@example.net", "Fourth", "body");
+  other.replace(other.find("team@example.com"), 16, "ops@example.net");
+  auto source = Source(SampleMbox() + other);
+  AddFiles(*source, (FHome / "eml").string());
+  source->Filters->Mail->Enabled = true;
+  source->Filters->Mail->To = "ops@";
+  source->Execute();
+  EXPECT_EQ(CountFiles(FHome / "eml", ".eml"), 1);
+  EXPECT_EQ(CountFiles(FHome / "eml" / "example.net", ".eml"), 1);
+}
+
 TEST_F(MboxRunTest, AnMboxCopyNeverHoldsAMessageTwiceAcrossRuns) {
   auto source = Source(SampleMbox());
   AddMbox(*source, (FHome / "copy.mbox").string());

@@ -40,11 +40,12 @@ constexpr std::string_view kNoMessageFolder[] = {"SourceOptions.Folder"};
 constexpr std::string_view kNoFileSecrets[] = {"SourceOptions.EncryptionAlgorithm",
                                                "SourceOptions.EncryptionPassword", "SourceOptions.PDFPassword"};
 // Only the IMAP sources delete from their store and let the server search. The others
-// tell the mail filter no recipients and no read state before a message is loaded, so
-// those two conditions let every message through.
+// tell the mail filter no read state before a message is loaded, so that condition lets
+// every message through.
 constexpr std::string_view kNoServerSide[] = {"SourceOptions.DeleteMessages", "Filters.Mail.GmailSearch",
-                                              "Filters.Mail.UseGmailSyntax", "Filters.Mail.To",
-                                              "Filters.Mail.NotReadFlag"};
+                                              "Filters.Mail.UseGmailSyntax", "Filters.Mail.NotReadFlag"};
+// The stored copies are filtered by their cached summary, which holds no recipients.
+constexpr std::string_view kNoRecipients[] = {"Filters.Mail.To"};
 // The sources of stored copies build their one folder themselves.
 constexpr std::string_view kNoFolderNames[] = {"SourceOptions.FolderName."};
 
@@ -92,7 +93,7 @@ void AddSourceKind(std::vector<std::string_view>& names, TSourceTargetItem kind)
       Add(names, {kNoServer, kNoMboxFile, kNoServerSide});
       break;
     case stiMailUniqueIds:
-      Add(names, {kNoServer, kNoMboxFile, kNoMessageFolder, kNoFileSecrets, kNoServerSide, kNoFolderNames});
+      Add(names, {kNoServer, kNoMboxFile, kNoMessageFolder, kNoFileSecrets, kNoServerSide, kNoFolderNames, kNoRecipients});
       break;
     case stiMailSrcPOP:
       Add(names, {kNoMboxFile, kNoMessageFolder, kNoFileSecrets, kNoServerSide});

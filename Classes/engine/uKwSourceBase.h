@@ -18,6 +18,7 @@
 #include "uKwParameters.h"
 
 class TKwEmailCacheExplorer;
+class TKwHeaders;
 class TKwMailMessage;
 class TKwSourceLogDB;
 class TKwStorageLocal;
@@ -44,6 +45,11 @@ struct TKwMailItem {
   std::optional<bool> IsRead;
   TDateTime LocalDate = 0;  // 0: not known
 };
+
+// The filter data and unique id a source reads from a message's header block.
+void FillMailItemFromHeaders(const TKwHeaders& headers, TKwMailItem& item);
+// Every recipient (To and Cc) as the mail filter reads them: addresses joined by ",".
+std::string FilterRecipients(const TKwHeaders& headers);
 
 // One row of the headers list shown to the user.
 struct TKwHeadersRow {

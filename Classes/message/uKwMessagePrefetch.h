@@ -27,6 +27,7 @@ struct TKwPrefetchedItem {
   // From the header block alone, as the run loop needs them before deciding to load.
   std::string UniqueId;
   std::string FromAddress;
+  std::string Recipients;  // To and Cc addresses joined by ","
   std::string Subject;
   TDateTime GmtDate = 0;
   // The whole message decoded from the text, or null when the worker did not decode it.

@@ -194,10 +194,7 @@ void TKwSourceMailIMAP::ProcessBatch(const std::vector<uint32_t>& uids, size_t f
         continue;
       }
       FHeaders->LoadHeadersFromString(it->second.Header);
-      item.UniqueId = FHeaders->GetUniqueId();
-      item.From = FHeaders->From.Address;
-      item.Subject = FHeaders->Subject;
-      item.LocalDate = GmtToLocal(FHeaders->SubmitDate.GmtDate);
+      FillMailItemFromHeaders(*FHeaders, item);
       item.Size = it->second.Size;
     }
     const bool logged = SourceOptions->CopyToSourceLog && !item.UniqueId.empty() && IsInSourceLog(item.UniqueId);

@@ -89,6 +89,7 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
     item.ItemId = std::to_string(i);
     item.UniqueId = std::move(fetched.UniqueId);
     item.From = std::move(fetched.FromAddress);
+    item.To = std::move(fetched.Recipients);
     item.Subject = std::move(fetched.Subject);
     item.LocalDate = GmtToLocal(fetched.GmtDate);
     // A message whose id an earlier one of the file has is handed on once.

@@ -124,10 +124,7 @@ void TKwSourceMailPOP::ProcessBatch(const std::vector<int>& numbers, int count, 
     item.Size = FSizes.count(number) ? FSizes[number] : 0;
     if (auto it = headers.find(number); it != headers.end()) {
       FHeaders->LoadHeadersFromString(it->second);
-      item.UniqueId = FHeaders->GetUniqueId();
-      item.From = FHeaders->From.Address;
-      item.Subject = FHeaders->Subject;
-      item.LocalDate = GmtToLocal(FHeaders->SubmitDate.GmtDate);
+      FillMailItemFromHeaders(*FHeaders, item);
     }
     const bool logged = SourceOptions->CopyToSourceLog && !item.UniqueId.empty() && IsInSourceLog(item.UniqueId);
     if (!logged && FCurrentProcessType != fptLoadHeaders) wanted.push_back(number);

@@ -63,10 +63,7 @@ void TKwSourceMailSingleFiles::FillHeaderData(TKwMailItem& item) {
   std::string block;
   if (!ReadHeaderBlock(item.FileName, block)) return;
   FHeaderParser.LoadHeadersFromString(block);
-  item.UniqueId = FHeaderParser.GetUniqueId();
-  item.From = FHeaderParser.From.Address;
-  item.Subject = FHeaderParser.Subject;
-  item.LocalDate = GmtToLocal(FHeaderParser.SubmitDate.GmtDate);
+  FillMailItemFromHeaders(FHeaderParser, item);
 }
 
 bool TKwSourceMailSingleFiles::LoadFolders() {
