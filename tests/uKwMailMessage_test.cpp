@@ -166,6 +166,8 @@ TEST(TKwMailMessageTest, InvalidFileNameCharactersBecomeUnderscores) {
   EXPECT_EQ(AttachmentNames(*message), std::vector<std::string>{"a_b_c_.pdf"});
 }
 
+// A uuencoded file leaves the body as an attachment; look-alike text stays text; a block
+// cut short keeps what decoded.
 TEST(TKwMailMessageTest, UuencodedFilesInAPlainBodyBecomeAttachments) {
   std::string payload;
   for (int i = 0; i < 300; ++i) payload.push_back(static_cast<char>(i * 7));
@@ -173,19 +175,15 @@ TEST(TKwMailMessageTest, UuencodedFilesInAPlainBodyBecomeAttachments) {
   ASSERT_EQ(AttachmentNames(*message), std::vector<std::string>{"pic.bin"});
   EXPECT_EQ(message->Attachments->GetAttachment(0).Content, payload);
   EXPECT_EQ(message->TextPart, (TStringList{"Before the file.", "After it."}));
-}
 
-TEST(TKwMailMessageTest, TextThatOnlyLooksLikeUuencodeStaysText) {
-  auto message = Load("Subject: x\r\n\r\nbegin 644 apples\r\nand pears are fine\r\nend\r\n");
-  EXPECT_EQ(message->Attachments->GetCount(), 0);
-  EXPECT_EQ(message->TextPart.size(), 3u);
-}
+  auto lookAlike = Load("Subject: x\r\n\r\nbegin 644 apples\r\nand pears are fine\r\nend\r\n");
+  EXPECT_EQ(lookAlike->Attachments->GetCount(), 0);
+  EXPECT_EQ(lookAlike->TextPart.size(), 3u);
 
-TEST(TKwMailMessageTest, UuencodedBlockCutShortKeepsWhatDecoded) {
   std::string rest;
   const std::string block = UuencodedFile("cut.bin", std::string(90, 'A'));
-  const std::string cut = block.substr(0, block.find("`\r\nend")) + "no longer uuencode\r\n";
-  const std::vector<TKwUuFile> files = ExtractUuencodedFiles(cut, rest);
+  const std::vector<TKwUuFile> files =
+      ExtractUuencodedFiles(block.substr(0, block.find("`\r\nend")) + "no longer uuencode\r\n", rest);
   ASSERT_EQ(files.size(), 1u);
   EXPECT_EQ(files[0].Bytes, std::string(90, 'A'));
   EXPECT_EQ(rest, "no longer uuencode\r\n");
@@ -320,37 +318,29 @@ TEST(TKwMailMessageTest, ImageLinksAreTheDistinctRemoteSources) {
   EXPECT_TRUE(message->ImagesLinks.empty());
 }
 
+// The first relay with a public address gives the country; private ones (every 172.x
+// among them) are passed over.
 TEST(TKwMailMessageTest, CountryComesFromTheFirstPublicRelay) {
   TTempDir data;
   WriteFileText(data / "IpToCountry.csv",
                 "# ranges\n\"3405803776\",\"3405804031\",\"test\",\"0\",\"TE\",\"TST\",\"Testland\"\n"
                 "\"2899902464\",\"2899968000\",\"test\",\"0\",\"PR\",\"PRV\",\"Privateland\"\n");
+  const std::string privateRelays =
+      "Received: from a.example (a.example [10.1.2.3]) by b; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
+      "Received: from c.example (c.example [172.217.1.1]) by d; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
+      "Received: from g (g [192.168.1.1]) by h; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
+      "Received: from i (i [127.0.0.1]) by j; Mon, 1 Jan 2024 10:00:00 +0000\r\n";
   TKwMailMessage message;
   message.DataFolder = data.Path().string();
   message.DecodeOptions = {doDecodeCountry};
-  message.LoadMIMEFromString(
-      "Received: from a.example (a.example [10.1.2.3]) by b; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Received: from c.example (c.example [172.217.1.1]) by d; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Received: from relay.example (relay.example [203.0.113.9]) by e; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Subject: x\r\n\r\nbody\r\n");
+  message.LoadMIMEFromString(privateRelays + "Subject: x\r\n\r\nbody\r\n");
+  EXPECT_EQ(message.CountryCode + message.CountryName + message.SenderLocation, "");
+  message.LoadMIMEFromString(privateRelays +
+                             "Received: from relay.example (relay.example [203.0.113.9]) by e; "
+                             "Mon, 1 Jan 2024 10:00:00 +0000\r\nSubject: x\r\n\r\nbody\r\n");
   EXPECT_EQ(message.CountryCode, "TST");
   EXPECT_EQ(message.CountryName, "Testland");
   EXPECT_EQ(message.SenderLocation, "203.0.113.9 (relay.example)");
-}
-
-TEST(TKwMailMessageTest, PrivateRelaysLeaveTheCountryEmpty) {
-  TTempDir data;
-  TKwMailMessage message;
-  message.DataFolder = data.Path().string();
-  message.DecodeOptions = {doDecodeCountry};
-  message.LoadMIMEFromString(
-      "Received: from a (a [10.0.0.1]) by b; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Received: from c (c [192.168.1.1]) by d; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Received: from e (e [172.217.1.1]) by f; Mon, 1 Jan 2024 10:00:00 +0000\r\n"
-      "Received: from g (g [127.0.0.1]) by h; Mon, 1 Jan 2024 10:00:00 +0000\r\n\r\nbody\r\n");
-  EXPECT_EQ(message.CountryCode, "");
-  EXPECT_EQ(message.CountryName, "");
-  EXPECT_EQ(message.SenderLocation, "");
 }
 
 // ---------------------------------------------------------------- columns
