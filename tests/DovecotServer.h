@@ -61,3 +61,37 @@ inline bool ResetMailbox(const TDovecotServer& server, const std::vector<std::st
     if (!client.Append(mailbox, "", message)) return false;
   return true;
 }
+
+#include <filesystem>
+#include <memory>
+
+#include "uKwParameters.h"
+#include "uKwTargetSingleFiles.h"
+
+// A source of the given kind logged in to the server as alice, with one single-files target
+// writing .eml files below folder; the global options carry the server's CA.
+template <class TSource>
+std::unique_ptr<TSource> DovecotSource(const TDovecotServer& server, TSourceTargetItem kind, int port, bool tls,
+                                       TKwGlobalOptions& global, const std::filesystem::path& folder) {
+  auto source = std::make_unique<TSource>();
+  source->ItemType = kind;
+  source->GlobalOptions = &global;
+  global.CaFile = server.CaFile();
+  TKwRemoteOptions& remote = *source->SourceOptions->Remote;
+  remote.Server = "127.0.0.1";
+  remote.Port = port;
+  remote.UseSSL = tls;
+  remote.Username = TDovecotServer::kUser;
+  remote.Password = TDovecotServer::kPassword;
+  auto& target = static_cast<TKwTargetMailSingleFiles&>(source->GetChild(source->AddChild(stiMailTarSingleFiles)));
+  target.Options->TargetFolder = folder.string();
+  return source;
+}
+
+// The .eml files below folder (none when it does not exist).
+inline int CountEmlFiles(const std::filesystem::path& folder) {
+  int n = 0;
+  if (std::filesystem::exists(folder))
+    for (auto& entry : std::filesystem::recursive_directory_iterator(folder)) n += entry.path().extension() == ".eml";
+  return n;
+}

@@ -53,27 +53,9 @@ class ImapTest : public ::testing::Test {
   }
 
   std::unique_ptr<TKwSourceMailIMAP> Source() {
-    auto source = std::make_unique<TKwSourceMailIMAP>();
-    source->ItemType = stiMailSrcIMAP;
-    source->GlobalOptions = &FGlobal;
-    FGlobal.CaFile = gServer->CaFile();
-    TKwRemoteOptions& remote = *source->SourceOptions->Remote;
-    remote.Server = "127.0.0.1";
-    remote.Port = 993;
-    remote.UseSSL = true;
-    remote.Username = TDovecotServer::kUser;
-    remote.Password = TDovecotServer::kPassword;
-    auto& target =
-        static_cast<TKwTargetMailSingleFiles&>(source->GetChild(source->AddChild(stiMailTarSingleFiles)));
-    target.Options->TargetFolder = (FHome / "eml").string();
-    return source;
+    return DovecotSource<TKwSourceMailIMAP>(*gServer, stiMailSrcIMAP, 993, true, FGlobal, FHome / "eml");
   }
-  int EmlFiles() {
-    int n = 0;
-    if (fs::exists(FHome / "eml"))
-      for (auto& entry : fs::recursive_directory_iterator(FHome / "eml")) n += entry.path().extension() == ".eml";
-    return n;
-  }
+  int EmlFiles() { return CountEmlFiles(FHome / "eml"); }
   static std::vector<uint32_t> Uids(const std::string& mailbox) {
     TKwImapClient client;
     std::string error;

@@ -50,27 +50,10 @@ class Pop3Test : public ::testing::Test {
   static TKwConnectionSettings Settings(bool tls) { return gServer->Settings(TKwMailProtocol::Pop3, tls); }
 
   std::unique_ptr<TKwSourceMailPOP> Source(bool tls = true) {
-    auto source = std::make_unique<TKwSourceMailPOP>();
-    source->ItemType = stiMailSrcPOP;
-    source->GlobalOptions = &FGlobal;
-    FGlobal.CaFile = gServer->CaFile();
-    TKwRemoteOptions& remote = *source->SourceOptions->Remote;
-    remote.Server = "127.0.0.1";
-    remote.Port = gServer->Port(tls ? "POP3S" : "POP3");
-    remote.UseSSL = tls;
-    remote.Username = TDovecotServer::kUser;
-    remote.Password = TDovecotServer::kPassword;
-    auto& target =
-        static_cast<TKwTargetMailSingleFiles&>(source->GetChild(source->AddChild(stiMailTarSingleFiles)));
-    target.Options->TargetFolder = (FHome / "eml").string();
-    return source;
+    return DovecotSource<TKwSourceMailPOP>(*gServer, stiMailSrcPOP, gServer->Port(tls ? "POP3S" : "POP3"), tls, FGlobal,
+                                           FHome / "eml");
   }
-  int EmlFiles() {
-    int n = 0;
-    if (fs::exists(FHome / "eml"))
-      for (auto& entry : fs::recursive_directory_iterator(FHome / "eml")) n += entry.path().extension() == ".eml";
-    return n;
-  }
+  int EmlFiles() { return CountEmlFiles(FHome / "eml"); }
 
   TTempHome FHome;
   TKwGlobalOptions FGlobal;

@@ -75,14 +75,9 @@ void TKwSourceBase::SetConnected(bool connected) {
 void FillMailItemFromHeaders(const TKwHeaders& headers, TKwMailItem& item) {
   item.UniqueId = headers.GetUniqueId();
   item.From = headers.From.Address;
-  item.To = FilterRecipients(headers);
+  item.To = headers.RecipientsComma();
   item.Subject = headers.Subject;
   item.LocalDate = GmtToLocal(headers.SubmitDate.GmtDate);
-}
-
-std::string FilterRecipients(const TKwHeaders& headers) {
-  const std::string to = headers.ToList.EmailAddressComma(), cc = headers.CCList.EmailAddressComma();
-  return to.empty() || cc.empty() ? to + cc : to + "," + cc;
 }
 
 void TKwSourceBase::Execute() {

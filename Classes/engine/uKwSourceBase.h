@@ -48,8 +48,6 @@ struct TKwMailItem {
 
 // The filter data and unique id a source reads from a message's header block.
 void FillMailItemFromHeaders(const TKwHeaders& headers, TKwMailItem& item);
-// Every recipient (To and Cc) as the mail filter reads them: addresses joined by ",".
-std::string FilterRecipients(const TKwHeaders& headers);
 
 // One row of the headers list shown to the user.
 struct TKwHeadersRow {

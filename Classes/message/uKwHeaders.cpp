@@ -909,6 +909,11 @@ void TKwHeaders::ReadData(TKwPropertyReader& reader) {
   reader.ReadListEnd();
 }
 
+std::string TKwHeaders::RecipientsComma() const {
+  const std::string to = ToList.EmailAddressComma(), cc = CCList.EmailAddressComma();
+  return to.empty() || cc.empty() ? to + cc : to + "," + cc;
+}
+
 std::string TKwHeaders::GetUniqueId() const {
   return BuildUniqueId(MessageID, From.Address, SubmitDate.GmtDate);
 }

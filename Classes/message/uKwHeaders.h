@@ -200,6 +200,8 @@ class TKwHeaders : public TKwPersistent {
   void ReadData(TKwPropertyReader& reader);
 
   std::string GetUniqueId() const;
+  // Every recipient (To, then Cc) as the mail filter reads them: addresses joined by ",".
+  std::string RecipientsComma() const;
   std::string UniqueId() const { return GetUniqueId(); }
 
   TKwEmailList CCList;

@@ -86,8 +86,7 @@ struct TKwMessagePrefetcher::TImpl {
   static void TakeHeaderFields(const TKwHeaders& headers, TKwPrefetchedItem& result) {
     result.UniqueId = headers.GetUniqueId();
     result.FromAddress = headers.From.Address;
-    const std::string to = headers.ToList.EmailAddressComma(), cc = headers.CCList.EmailAddressComma();
-    result.Recipients = to.empty() || cc.empty() ? to + cc : to + "," + cc;
+    result.Recipients = headers.RecipientsComma();
     result.Subject = headers.Subject;
     result.GmtDate = headers.SubmitDate.GmtDate;
   }
