@@ -80,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }();
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   TKwMailMessage message;
-  Require(message.LoadMIMEFromString(text));
+  Require(message.LoadMIMEFromString(std::string(text)));
   const auto results = engine->Apply(message);
   Require(static_cast<int>(results.size()) == engine->Count());
   for (int i = 0; i < engine->Count(); ++i) {

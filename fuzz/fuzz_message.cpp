@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   TKwMailMessage message;
   message.DecodeOptions = {doParseWords, doParseImageLinks};
-  Require(message.LoadMIMEFromString(text));
+  Require(message.LoadMIMEFromString(std::string(text)));
   RequireValidLines(message.TextPart);
   RequireValidLines(message.HtmlPart);
   for (int i = 0; i < message.Attachments->GetCount(); ++i) {

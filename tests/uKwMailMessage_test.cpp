@@ -32,7 +32,7 @@ std::string FirstLine(const TStringList& lines) { return lines.empty() ? "" : li
 
 std::unique_ptr<TKwMailMessage> Load(std::string_view text) {
   auto message = std::make_unique<TKwMailMessage>();
-  EXPECT_TRUE(message->LoadMIMEFromString(text));
+  EXPECT_TRUE(message->LoadMIMEFromString(std::string(text)));
   return message;
 }
 
@@ -94,7 +94,7 @@ TEST(TKwMailMessageTest, CorpusMessagesCutAnywhereStillLoad) {
     const std::string text = ReadFileText(entry.path());
     for (size_t cut : {size_t{0}, size_t{1}, text.size() / 3, text.size() / 2, text.size() - 1}) {
       SCOPED_TRACE(entry.path().filename().string() + " cut at " + std::to_string(cut));
-      EXPECT_TRUE(message.LoadMIMEFromString(std::string_view(text).substr(0, cut)));
+      EXPECT_TRUE(message.LoadMIMEFromString(text.substr(0, cut)));
       for (int i = 0; i < message.Attachments->GetCount(); ++i)
         EXPECT_FALSE(message.Attachments->GetAttachment(i).FileName.empty());
     }
@@ -149,7 +149,7 @@ TEST(TKwMailMessageTest, ShallowerDecodingKeepsHeadersAndSourceAndLeavesTheRestE
     for (TKwMailMessage* message : {&headers, &verdict}) {
       EXPECT_EQ(message->Headers->Subject, full.Headers->Subject);
       EXPECT_EQ(message->Headers->GetUniqueId(), full.Headers->GetUniqueId());
-      EXPECT_EQ(message->SourceLines, full.SourceLines);
+      EXPECT_EQ(message->SourceText, full.SourceText);
       EXPECT_TRUE(message->TextPart.empty() && message->HtmlPart.empty());
       EXPECT_EQ(message->Attachments->GetCount(), 0);
     }
@@ -431,24 +431,36 @@ TEST(TKwMailMessageTest, FilesThatAreNoMessagesOrCannotBeReadFailWithAReason) {
 }
 
 TEST(TKwMailMessageTest, OddInputLoadsWhatCanBeRead) {
+  // The source is kept with every line ending in CR LF, the bytes an unchanged message is
+  // written as.
   struct TCase {
-    std::string Text, FirstTextLine, Reason;
+    std::string Text, FirstTextLine, SourceText, Reason;
   };
   const TCase cases[] = {
-      {"", "", "empty input"},
-      {"Subject: s\r\n\r\nno final newline", "no final newline", "no final line break"},
-      {"Subject: s\r\rbody after CR\r", "body after CR", "CR-only line ends"},
-      {"Subject: s\n\nbody after LF\n", "body after LF", "LF-only line ends"},
-      {"\r\n\r\nSubject: s\r\n\r\nafter blank lines", "after blank lines", "leading blank lines are dropped"},
-      {"Content-Transfer-Encoding: base64\r\n\r\n@@@@\r\n", "", "base64 that is all garbage"},
-      {"Content-Type: multipart/mixed\r\n\r\n--x\r\nno boundary parameter\r\n", "--x",
+      {"", "", "", "empty input"},
+      {"Subject: s\r\n\r\nno final newline", "no final newline", "Subject: s\r\n\r\nno final newline\r\n",
+       "no final line break"},
+      {"Subject: s\r\rbody after CR\r", "body after CR", "Subject: s\r\n\r\nbody after CR\r\n", "CR-only line ends"},
+      {"Subject: s\n\nbody after LF\n\n", "body after LF", "Subject: s\r\n\r\nbody after LF\r\n\r\n",
+       "LF-only line ends, a final empty line"},
+      {"Subject: s\r\n\nmixed\r\rends\r\n", "mixed", "Subject: s\r\n\r\nmixed\r\n\r\nends\r\n", "mixed line ends"},
+      {"\r\n \r\nSubject: s\r\n\r\nafter blank lines", "after blank lines",
+       "Subject: s\r\n\r\nafter blank lines\r\n", "leading blank lines are dropped"},
+      {"\n\t\nSubject: s\n\nafter LF blank lines", "after LF blank lines", "Subject: s\r\n\r\nafter LF blank lines\r\n",
+       "leading LF blank lines are dropped"},
+      {"Content-Transfer-Encoding: base64\r\n\r\n@@@@\r\n", "", "", "base64 that is all garbage"},
+      {"Content-Type: multipart/mixed\r\n\r\n--x\r\nno boundary parameter\r\n", "--x", "",
        "multipart without boundary: its content is the text"},
-      {"Content-Type: text/plain; charset=\"\r\n\r\nodd quote", "odd quote", "unterminated quote"},
+      {"Content-Type: text/plain; charset=\"\r\n\r\nodd quote", "odd quote", "", "unterminated quote"},
   };
   for (const TCase& c : cases) {
     auto message = Load(c.Text);
     EXPECT_EQ(FirstLine(message->TextPart), c.FirstTextLine) << c.Reason;
     EXPECT_TRUE(message->SourceIsMime) << c.Reason;
+    if (!c.SourceText.empty()) EXPECT_EQ(message->SourceText, c.SourceText) << c.Reason;
+    std::string rejoined;
+    for (const std::string& line : message->SourceLines()) rejoined.append(line).append("\r\n");
+    EXPECT_EQ(rejoined, message->SourceText) << c.Reason;
   }
 }
 

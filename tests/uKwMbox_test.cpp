@@ -5,6 +5,7 @@
 #include "uKwMbox.h"
 
 #include "MboxReference.h"
+#include "uKwSubs.h"
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -62,9 +63,18 @@ void ExpectSameAsReference(std::string_view data, TMboxFamily family, const std:
   ASSERT_EQ(mbox.Offsets(), reference.Offsets) << what;
   ASSERT_EQ(IdsOf(mbox), reference.Ids) << what;
   size_t cutBytes = 0;
-  for (int64_t i = 0; i < mbox.Count(); ++i)
+  for (int64_t i = 0; i < mbox.Count(); ++i) {
     for (const TStringList* list : {&mbox.GetHeader(i), &mbox.GetBody(i)})
       for (const std::string& line : *list) cutBytes += line.size();
+    // The one-piece text of a message is its two lists joined, the header length at the gap.
+    std::string joined;
+    for (const std::string& line : mbox.GetHeader(i)) joined.append(line).append("\r\n");
+    const size_t expectedHeaderLength = joined.size();
+    joined.append("\r\n").append(JoinLines(mbox.GetBody(i), "\r\n"));
+    size_t headerLength = 0;
+    EXPECT_EQ(mbox.GetMessageText(i, headerLength), joined) << what << ", message " << i;
+    EXPECT_EQ(headerLength, expectedHeaderLength) << what << ", message " << i;
+  }
   EXPECT_LE(cutBytes, data.size()) << what;
 }
 

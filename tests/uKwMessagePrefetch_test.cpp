@@ -49,7 +49,7 @@ TEST(MessagePrefetchTest, ResultsMatchDecodingInTheLoopAndKeepTheirOrder) {
     TKwMailMessage direct;
     direct.LoadMIMEFromString(Header(taken) + "\r\n" + Body(taken));
     EXPECT_EQ(item.Message->TextPart, direct.TextPart);
-    EXPECT_EQ(item.Message->SourceLines, direct.SourceLines);
+    EXPECT_EQ(item.Message->SourceText, direct.SourceText);
     EXPECT_EQ(item.Message->TempFolder, "/tmp/prefetch-folder");
     prefetcher.Recycle(std::move(item.Message));
   }

@@ -117,8 +117,8 @@ bool IsContinuationLine(std::string_view line) {
 
 // Calls visit(firstLine, endLine) for each header of lines (one line and its
 // continuation lines), from the top to the blank line before the body.
-template <class Visit>
-void WalkHeaders(const TStringList& lines, Visit&& visit) {
+template <class Lines, class Visit>
+void WalkHeaders(const Lines& lines, Visit&& visit) {
   for (size_t i = 0; i < lines.size();) {
     if (IsBlankLine(lines[i])) return;
     size_t end = i + 1;
@@ -128,10 +128,11 @@ void WalkHeaders(const TStringList& lines, Visit&& visit) {
   }
 }
 
-std::string UnfoldLines(const TStringList& lines, size_t first, size_t end) {
+template <class Lines>
+std::string UnfoldLines(const Lines& lines, size_t first, size_t end) {
   if (end == first + 1) return UnfoldHeader(lines[first]);
   std::string joined;
-  for (size_t i = first; i < end; ++i) joined += lines[i];
+  for (size_t i = first; i < end; ++i) joined.append(lines[i]);
   return UnfoldHeader(joined);
 }
 
@@ -663,6 +664,19 @@ void TKwHeaders::LoadHeaderLinesFromMimeBody(TStringList& mimeLines) {
   WalkHeaders(mimeLines, [&](size_t first, size_t end) {
     Lines.push_back(UnfoldLines(mimeLines, first, end));
   });
+}
+
+void TKwHeaders::LoadHeaderLinesFromMimeText(std::string_view mimeText) {
+  std::vector<std::string_view> headerLines;
+  for (size_t start = 0; start < mimeText.size();) {
+    size_t end = mimeText.find("\r\n", start);
+    if (end == std::string_view::npos) end = mimeText.size();
+    const std::string_view line = mimeText.substr(start, end - start);
+    if (IsBlankLine(line) && !headerLines.empty()) break;
+    if (!IsBlankLine(line)) headerLines.push_back(line);
+    start = end + 2;
+  }
+  WalkHeaders(headerLines, [&](size_t first, size_t end) { Lines.push_back(UnfoldLines(headerLines, first, end)); });
 }
 
 void TKwHeaders::LoadHeadersFromString(std::string_view headerText) {

@@ -183,6 +183,8 @@ class TKwHeaders : public TKwPersistent {
   // Drops leading blank lines from mimeLines (changing it), then adds each unfolded
   // header to Lines up to the blank line before the body.
   void LoadHeaderLinesFromMimeBody(TStringList& mimeLines);
+  // The same for a message text whose lines end in CR LF, which stays as it is.
+  void LoadHeaderLinesFromMimeText(std::string_view mimeText);
   // Clear, Lines := the text's lines (leading blank ones dropped), DecodeHeaders.
   void LoadHeadersFromString(std::string_view headerText);
   void DecodeHeaders();

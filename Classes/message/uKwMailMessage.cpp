@@ -57,21 +57,7 @@ size_t FindLineBreak(std::string_view text, size_t from) {
   return cr ? static_cast<size_t>(cr - text.data()) : end;
 }
 
-// Lines split at CR LF, LF or a lone CR; a final line break adds no empty line. The
-// strings already in lines are reused, so that their buffers are too.
-void SplitTextLinesInto(std::string_view text, TStringList& lines) {
-  size_t count = 0;
-  for (size_t start = 0; start < text.size(); ++count) {
-    const size_t end = FindLineBreak(text, start);
-    if (count < lines.size()) lines[count].assign(text, start, end - start);
-    else lines.emplace_back(text.substr(start, end - start));
-    start = end + (end + 1 < text.size() && text[end] == '\r' && text[end + 1] == '\n' ? 2 : 1);
-  }
-  lines.resize(count);
-}
-
-// Whether every line break of text is CR LF, so that its lines joined again by CR LF give
-// the text itself, short of a final line break.
+// Whether every line break of text is CR LF.
 bool HasOnlyCrLfBreaks(std::string_view text) {
   const char* const begin = text.data();
   const char* const end = begin + text.size();
@@ -87,6 +73,54 @@ bool HasOnlyCrLfBreaks(std::string_view text) {
 
 std::string_view WithoutFinalLineBreak(std::string_view text) {
   return text.ends_with("\r\n") ? text.substr(0, text.size() - 2) : text;
+}
+
+// The end of the CR LF line that starts at `from` (its CR, or text.size()).
+size_t CrLfLineEnd(std::string_view text, size_t from) {
+  const size_t end = text.find("\r\n", from);
+  return end == std::string_view::npos ? text.size() : end;
+}
+
+// Calls visit with each line of a text whose lines all end in CR LF, up to the first
+// blank one (the end of the headers); stops early when visit returns false.
+template <class Visit>
+void ForEachHeaderLine(std::string_view text, Visit&& visit) {
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = CrLfLineEnd(text, start);
+    const std::string_view line = text.substr(start, end - start);
+    if (Trim(line).empty() || !visit(line)) return;
+    start = end + 2;
+  }
+}
+
+// Text as its lines joined again with a CR LF after each: CR LF, LF and a lone CR all
+// break lines, a final break adds no empty line, and blank lines before the headers are
+// dropped, as reading the headers drops them. A text in CR LF already is kept in place.
+void CanonicalizeLineBreaks(std::string& text) {
+  if (HasOnlyCrLfBreaks(text)) {
+    size_t start = 0;
+    while (start < text.size()) {
+      const size_t end = CrLfLineEnd(text, start);
+      if (!Trim(std::string_view(text).substr(start, end - start)).empty()) break;
+      start = std::min(end + 2, text.size());
+    }
+    text.erase(0, start);
+    if (!text.empty() && !text.ends_with("\r\n")) text += "\r\n";
+    return;
+  }
+  std::string joined;
+  joined.reserve(text.size() + text.size() / 32 + 2);
+  bool beforeHeaders = true;
+  for (size_t start = 0; start < text.size();) {
+    const size_t end = FindLineBreak(text, start);
+    const std::string_view line = std::string_view(text).substr(start, end - start);
+    if (!beforeHeaders || !Trim(line).empty()) {
+      beforeHeaders = false;
+      joined.append(line).append("\r\n");
+    }
+    start = end + (end + 1 < text.size() && text[end] == '\r' && text[end + 1] == '\n' ? 2 : 1);
+  }
+  text = std::move(joined);
 }
 
 TStringList SplitTextLines(std::string_view text) {
@@ -152,13 +186,14 @@ std::string_view HeaderBlock(std::string_view message) {
   return message.substr(0, end);
 }
 
-// Whether the header block of lines holds text (compared in lower case).
-bool HeaderBlockMentions(const TStringList& lines, std::string_view text) {
-  size_t line = 0;
-  while (line < lines.size() && Trim(lines[line]).empty()) ++line;
-  for (; line < lines.size() && !Trim(lines[line]).empty(); ++line)
-    if (ToLower(lines[line]).find(text) != std::string::npos) return true;
-  return false;
+// Whether a header line of source holds text (compared in lower case).
+bool HeaderBlockMentions(std::string_view source, std::string_view text) {
+  bool found = false;
+  ForEachHeaderLine(source, [&](std::string_view line) {
+    found = ToLower(line).find(text) != std::string::npos;
+    return !found;
+  });
+  return found;
 }
 
 void WriteStrings(TKwPropertyWriter& writer, const TStringList& list) {
@@ -314,7 +349,7 @@ void TKwMailMessage::Publish(TKwPublisher& p) {
   p.Boolean("RefreshDownloadedImagesInViewer", RefreshDownloadedImagesInViewer);
   p.Object("SaveOptions", *SaveOptions);
   p.Boolean("SourceIsMime", SourceIsMime);
-  p.Strings("SourceLines", SourceLines);
+  p.String("SourceText", SourceText);
   p.Strings("WordsList", WordsList);
 }
 
@@ -329,7 +364,7 @@ void TKwMailMessage::Assign(const TKwPersistent& source) {
   RefreshDownloadedImagesInViewer = message->RefreshDownloadedImagesInViewer;
   SaveOptions->Assign(*message->SaveOptions);
   SourceIsMime = message->SourceIsMime;
-  SourceLines = message->SourceLines;
+  SourceText = message->SourceText;
   Changed = message->Changed;
   DecodeDepth = message->DecodeDepth;
   WordsList = message->WordsList;
@@ -352,7 +387,7 @@ void TKwMailMessage::Clear() {
   CertificateOptions->Clear();
   WordsList.clear();
   ImagesLinks.clear();
-  SourceLines.clear();
+  SourceText.clear();
   OutputContent.clear();
   CountryCode.clear();
   CountryName.clear();
@@ -432,25 +467,23 @@ bool TKwMailMessage::LoadMIME(const std::string& fileName) {
     LastError = "Cannot read " + fileName;
     return false;
   }
-  return LoadMIMEFromString(text);
+  return LoadMIMEFromString(std::move(text));
 }
 
-bool TKwMailMessage::LoadMIMEFromString(std::string_view text) {
-  // The certificate set for this load outlives the load's own Clear, and the line strings
-  // of the previous message are refilled rather than freed and allocated again.
+bool TKwMailMessage::LoadMIMEFromString(std::string text) {
+  // The certificate set for this load outlives the load's own Clear.
   TKwCertificateOptions certificate;
   std::swap(certificate.CertEncoded, CertificateOptions->CertEncoded);
   std::swap(certificate.CertStore, CertificateOptions->CertStore);
   std::swap(certificate.CertSubject, CertificateOptions->CertSubject);
-  TStringList lines = std::move(SourceLines);
   Clear();
   std::swap(certificate.CertEncoded, CertificateOptions->CertEncoded);
   std::swap(certificate.CertStore, CertificateOptions->CertStore);
   std::swap(certificate.CertSubject, CertificateOptions->CertSubject);
   LastError.clear();
-  SplitTextLinesInto(text, lines);
-  SourceLines = std::move(lines);
-  DecodeMimeMessageFrom(HasOnlyCrLfBreaks(text) ? WithoutFinalLineBreak(text) : std::string_view());
+  CanonicalizeLineBreaks(text);
+  SourceText = std::move(text);
+  DecodeCanonicalSource();
   SourceIsMime = true;
   return true;
 }
@@ -463,7 +496,7 @@ bool TKwMailMessage::LoadFromStream(std::istream& stream) {
     LastError = "Cannot read the message stream";
     return false;
   }
-  return LoadMIMEFromString(text);
+  return LoadMIMEFromString(std::move(text));
 }
 
 bool TKwMailMessage::LoadMSG(const std::string& fileName) {
@@ -489,9 +522,14 @@ bool TKwMailMessage::LoadPDF(const std::string& fileName) {
 
 // ---------------------------------------------------------------- MIME decoding
 
-void TKwMailMessage::DecodeMimeMessage() { DecodeMimeMessageFrom({}); }
+void TKwMailMessage::DecodeMimeMessage() {
+  CanonicalizeLineBreaks(SourceText);
+  DecodeCanonicalSource();
+}
 
-void TKwMailMessage::DecodeMimeMessageFrom(std::string_view sourceText) {
+TStringList TKwMailMessage::SourceLines() const { return SplitTextLines(SourceText); }
+
+void TKwMailMessage::DecodeCanonicalSource() {
   Changed = false;
   Attachments->Clear();
   Headers->Clear();
@@ -501,19 +539,12 @@ void TKwMailMessage::DecodeMimeMessageFrom(std::string_view sourceText) {
   try {
     if (!TryDecryptSMime()) {
       Headers->Clear();
-      const size_t linesBefore = SourceLines.size();
-      Headers->LoadHeaderLinesFromMimeBody(SourceLines);
-      // The blank lines it dropped from the front are dropped from the text too.
-      for (size_t dropped = linesBefore - SourceLines.size(); dropped > 0 && !sourceText.empty(); --dropped) {
-        const size_t lineEnd = sourceText.find("\r\n");
-        sourceText = lineEnd == std::string_view::npos ? std::string_view() : sourceText.substr(lineEnd + 2);
-      }
+      Headers->LoadHeaderLinesFromMimeText(SourceText);
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
-      std::string joined;
-      if (sourceText.empty() && DecodeDepth > TKwDecodeDepth::Headers) sourceText = joined = JoinLines(SourceLines);
-      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(sourceText, true);
-      else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(sourceText));
+      const std::string_view source = WithoutFinalLineBreak(SourceText);
+      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(source, true);
+      else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(source));
     }
     if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
@@ -525,7 +556,7 @@ void TKwMailMessage::DecodeMimeMessageFrom(std::string_view sourceText) {
 // Reads the raw lines on its own: for a decrypted message, and for one whose decoding
 // stopped before its source was parsed.
 void TKwMailMessage::ClassifyBounce() {
-  BounceCheck->ParseMessage(SourceLines);
+  BounceCheck->ParseMessage(SourceLines());
   CopyBounceVerdict();
 }
 
@@ -545,18 +576,17 @@ void TKwMailMessage::CopyBounceVerdict() {
 // outer ones (their content headers excepted) followed by the decrypted entity's own.
 bool TKwMailMessage::TryDecryptSMime() {
   const std::string& pem = CertificateOptions->CertEncoded;
-  if (pem.empty() || !HeaderBlockMentions(SourceLines, "pkcs7-mime") || SMimeCertificateSubject(pem).empty())
+  if (pem.empty() || !HeaderBlockMentions(SourceText, "pkcs7-mime") || SMimeCertificateSubject(pem).empty())
     return false;
   std::string decrypted, error;
-  if (!SMimeDecrypt(JoinLines(SourceLines), pem, decrypted, error)) return false;
+  if (!SMimeDecrypt(WithoutFinalLineBreak(SourceText), pem, decrypted, error)) return false;
   std::string headerString;
-  size_t line = 0;
-  while (line < SourceLines.size() && Trim(SourceLines[line]).empty()) ++line;
-  for (bool skipping = false; line < SourceLines.size() && !Trim(SourceLines[line]).empty(); ++line) {
-    const std::string& text = SourceLines[line];
+  bool skipping = false;
+  ForEachHeaderLine(SourceText, [&](std::string_view text) {
     if (text[0] != ' ' && text[0] != '\t') skipping = StartsWith(ToLower(text.substr(0, 8)), "content-");
     if (!skipping) headerString.append(text).append("\r\n");
-  }
+    return true;
+  });
   const std::string_view innerHeaders = HeaderBlock(decrypted);
   headerString.append(innerHeaders);
   const std::string_view body = std::string_view(decrypted).substr(innerHeaders.size());

@@ -90,7 +90,7 @@ class TKwMailMessage : public TKwBaseMessage {
   void Publish(TKwPublisher& publisher) override;
   void Assign(const TKwPersistent& source) override;
   // Also forgets the certificate, the bounce verdict, the derived lists, the country and
-  // SourceLines; Counter := 0, SourceIsMime := false.
+  // SourceText; Counter := 0, SourceIsMime := false.
   void Clear() override;
 
   // ---- Loading ----
@@ -99,21 +99,21 @@ class TKwMailMessage : public TKwBaseMessage {
   // password), each unpacked or decrypted to a temporary file and loaded from there.
   // SourceFilename becomes fileName. False with LastError for anything else.
   bool LoadFormat(const std::string& fileName);
-  // Clear, SourceLines := the file's lines, DecodeMimeMessage, SourceIsMime := true. The
+  // Clear, SourceText := the file's text, DecodeMimeMessage, SourceIsMime := true. The
   // certificate options set before the call stay for it. False when the file cannot be read.
   bool LoadMIME(const std::string& fileName);
-  bool LoadMIMEFromString(std::string_view text);
+  bool LoadMIMEFromString(std::string text);
   // The whole stream from its start, as LoadMIMEFromString.
   bool LoadFromStream(std::istream& stream);
   bool LoadMSG(const std::string& fileName);  // Outlook .msg (uKwMsgReader)
   bool LoadPDF(const std::string& fileName);  // text and embedded files (uKwPdfReader)
 
-  // Decodes SourceLines into headers, bodies and attachments (decrypting an S/MIME
+  // Decodes SourceText into headers, bodies and attachments (decrypting an S/MIME
   // message first when the certificate options hold a certificate and key), then runs
   // ParseTextAndHtmlParts and ClassifyBounce.
   void DecodeMimeMessage();
-  // BounceCheck's verdict over SourceLines, copied into the three bounce members.
-  // DecodeMimeMessage has it classify the tree it parsed from SourceLines, when it did.
+  // BounceCheck's verdict over SourceText, copied into the three bounce members.
+  // DecodeMimeMessage has it classify the tree it parsed from SourceText, when it did.
   void ClassifyBounce();
   // The second walk, for a message held as a parsed MIME tree: fills the bodies (the
   // first plain and the first HTML part win) and the attachments, uuencoded files inside
@@ -141,10 +141,14 @@ class TKwMailMessage : public TKwBaseMessage {
   bool RefreshDownloadedImagesInViewer = false;
   const std::unique_ptr<TKwSingleFilesOptions> SaveOptions = std::make_unique<TKwSingleFilesOptions>();
   bool SourceIsMime = false;
-  TStringList SourceLines;  // the raw MIME source, one line per item
+  // The raw MIME source in one piece, every line ending in CR LF whichever break it had,
+  // without the blank lines before the headers: the bytes an unchanged message is written
+  // as. Published as "SourceText".
+  std::string SourceText;
+  TStringList SourceLines() const;  // SourceText one line per item, for what reads lines
   // Set by whatever changes the decoded parts after the load (a pass that strips
-  // attachments): SourceLines then no longer say what the message holds, and the MIME
-  // writers encode the parts instead of passing SourceLines through. Not published;
+  // attachments): SourceText then no longer says what the message holds, and the MIME
+  // writers encode the parts instead of passing SourceText through. Not published;
   // Assign copies it, Clear and every load reset it.
   bool Changed = false;
   TStringList WordsList;
@@ -192,12 +196,11 @@ class TKwMailMessage : public TKwBaseMessage {
   TStringList EncodeMIMEMessage(bool includeAttachments = true) const;
 
  private:
-  // DecodeMimeMessage with SourceLines joined again, when the caller has that text at hand.
-  void DecodeMimeMessageFrom(std::string_view sourceText);
+  void DecodeCanonicalSource();  // DecodeMimeMessage once SourceText is in its form
   bool LoadFormatAtDepth(const std::string& fileName, int depth);
   bool LoadArchive(const std::string& fileName, int depth);
   bool TryDecryptSMime();
-  // sourceText: mimeText is SourceLines itself, so the bounce check may use its parse.
+  // sourceText: mimeText is SourceText itself, so the bounce check may use its parse.
   void DecodeMimeText(std::string_view mimeText, bool sourceText = false);
   void ClassifyBounce(const TKwMimeMessage& source);
   void CopyBounceVerdict();

@@ -21,7 +21,8 @@ namespace {
 constexpr size_t kMaxPendingBytes = size_t{32} << 20;
 
 struct TJob {
-  std::string Text;
+  std::string Text;  // handed over to the message decoded from it
+  size_t Bytes = 0;   // of Text as submitted
   size_t HeaderLength = 0;
   bool Done = false;
   TKwPrefetchedItem Result;
@@ -70,13 +71,18 @@ struct TKwMessagePrefetcher::TImpl {
       message->Headers->ReturnPath.Clear();
       message->Headers->EnvelopeTo.Clear();
       try {
-        message->LoadMIMEFromString(job.Text);
+        message->LoadMIMEFromString(std::move(job.Text));
         TakeHeaderFields(*message->Headers, result);
         result.Message = std::move(message);
         return;
       } catch (const std::exception&) {
         // Left to the loop, which loads the message itself and logs its failure there, as
-        // for any message that cannot be loaded.
+        // for any message that cannot be loaded. Its text may have been taken in its
+        // line-break form, where the header length no longer holds.
+        if (job.Text.empty()) {
+          job.Text = std::move(message->SourceText);
+          job.HeaderLength = job.Text.size();
+        }
       }
     }
     headers.LoadHeadersFromString(std::string_view(job.Text).substr(0, job.HeaderLength));
@@ -159,9 +165,10 @@ void TKwMessagePrefetcher::Submit(int64_t key, std::string text, size_t headerLe
   job->Result.Key = key;
   job->HeaderLength = std::min(headerLength, text.size());
   job->Text = std::move(text);
+  job->Bytes = job->Text.size();
   {
     std::lock_guard lock(FImpl->Mutex);
-    FImpl->PendingBytes += job->Text.size();
+    FImpl->PendingBytes += job->Bytes;
     FImpl->Jobs.push_back(std::move(job));
   }
   FImpl->WorkReady.notify_one();
@@ -178,7 +185,7 @@ TKwPrefetchedItem TKwMessagePrefetcher::TakeNext() {
     job = std::move(FImpl->Jobs.front());
     FImpl->Jobs.pop_front();
     --FImpl->NextToRun;
-    FImpl->PendingBytes -= job->Text.size();
+    FImpl->PendingBytes -= job->Bytes;
   }
   if (job->Error) std::rethrow_exception(job->Error);
   return std::move(job->Result);

@@ -450,6 +450,45 @@ void TKwMbox::ReadParts(int64_t index) {
   FLastCut = index;
   size_t headerCount = 0;
   size_t bodyCount = 0;
+  CutMessage(index, [&](bool inHeaders, std::string_view line) {
+    if (inHeaders) PutLine(FHeader, headerCount, line);
+    else PutLine(FBody, bodyCount, line);
+  });
+  TrimLines(FHeader, headerCount);
+  TrimLines(FBody, bodyCount);
+}
+
+std::string TKwMbox::GetMessageText(int64_t index, size_t& headerLength) {
+  std::string text;
+  if (FReader && index >= 0 && index < Count()) {
+    const auto next = static_cast<size_t>(index) + 1;
+    const int64_t end = next < FOffsets.size() ? FOffsets[next] : FStream->Size();
+    // Room for a CR before most line feeds, so that the text is allocated once.
+    text.reserve(static_cast<size_t>(std::max<int64_t>(end - FOffsets[static_cast<size_t>(index)], 0)) * 33 / 32 + 64);
+  }
+  bool inBody = false;
+  bool firstBodyLine = true;
+  CutMessage(index, [&](bool inHeaders, std::string_view line) {
+    if (inHeaders) {
+      text.append(line).append(kLineEnd);
+      return;
+    }
+    if (!inBody) {
+      inBody = true;
+      headerLength = text.size();
+      text.append(kLineEnd);
+    }
+    if (!std::exchange(firstBodyLine, false)) text.append(kLineEnd);
+    text.append(line);
+  });
+  if (!inBody) {
+    headerLength = text.size();
+    text.append(kLineEnd);
+  }
+  return text;
+}
+
+void TKwMbox::CutMessage(int64_t index, const TLineSink& sink) {
   if (!FReader) {
     FErrorText = fmt::format("Message {} cannot be read: the mailbox is not open for reading", index);
   } else if (index < 0 || index >= Count()) {
@@ -457,18 +496,15 @@ void TKwMbox::ReadParts(int64_t index) {
   } else {
     try {
       const auto next = static_cast<size_t>(index) + 1;
-      CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size(), headerCount, bodyCount);
+      CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size(), sink);
     } catch (const std::exception& error) {
       FErrorText = error.what();
     }
   }
-  TrimLines(FHeader, headerCount);
-  TrimLines(FBody, bodyCount);
 }
 
-// Fills the lists from their start, reusing the strings they hold; the caller trims them
-// to the counts.
-void TKwMbox::CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& bodyCount) {
+// Hands each line to sink, header lines first; the empty line between is not handed on.
+void TKwMbox::CutLines(int64_t index, int64_t end, const TLineSink& sink) {
   TStreamLineReader& reader = *FReader;
   const int64_t offset = FOffsets[static_cast<size_t>(index)];
   reader.SetPosition(offset, static_cast<size_t>(std::max<int64_t>(end - offset, 0)));
@@ -486,11 +522,11 @@ void TKwMbox::CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& 
       return;
     }
     if (inHeaders) {
-      if (!IsBlankLine(line)) PutLine(FHeader, headerCount, line);
+      if (!IsBlankLine(line)) sink(true, line);
       else inHeaders = false;
     } else {
       if (line.starts_with(kQuotedFrom)) line.remove_prefix(1);
-      PutLine(FBody, bodyCount, line);
+      sink(false, line);
     }
   }
 }

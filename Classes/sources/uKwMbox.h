@@ -21,6 +21,7 @@
 //   as "From ".
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <utility>
 #include <string>
@@ -96,6 +97,10 @@ class TKwMbox {
   // text in ErrorText.
   const TStringList& GetHeader(int64_t index);
   const TStringList& GetBody(int64_t index);
+  // Message index as one text, cut as GetHeader and GetBody cut it: the header lines each
+  // ending in CR LF, then CR LF, then the body lines joined by CR LF. headerLength is the
+  // size of the header lines. Leaves the two lists as they are.
+  std::string GetMessageText(int64_t index, size_t& headerLength);
 
   // The first position of uniqueId in the unique-id list, -1 when absent.
   int64_t IndexOf(std::string_view uniqueId) {
@@ -144,7 +149,9 @@ class TKwMbox {
   void BuildUniqueIds(TStreamLineReader& reader);
   void EnsureUniqueIds();
   void ReadParts(int64_t index);
-  void CutLines(int64_t index, int64_t end, size_t& headerCount, size_t& bodyCount);
+  using TLineSink = std::function<void(bool inHeaders, std::string_view line)>;
+  void CutMessage(int64_t index, const TLineSink& sink);
+  void CutLines(int64_t index, int64_t end, const TLineSink& sink);
   void PutLine(TStringList& lines, size_t& count, std::string_view line);
   void TrimLines(TStringList& lines, size_t count);
   void WriteMessageLine(std::string_view line);

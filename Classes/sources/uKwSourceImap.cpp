@@ -253,7 +253,7 @@ bool TKwSourceMailIMAP::DownloadMessage(const std::string& id, TKwMailMessage& m
       return false;
     }
   }
-  if (!message.LoadMIMEFromString(text)) {
+  if (!message.LoadMIMEFromString(std::move(text))) {
     if (message.LastError.empty()) message.LastError = "The server's text of message " + id + " is not a message";
     return false;
   }

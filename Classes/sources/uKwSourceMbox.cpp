@@ -68,7 +68,7 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
       }
       if (!IsItemSelected(number, total)) continue;
       size_t headerLength = 0;
-      std::string text = MessageText(nextToSubmit, headerLength);
+      std::string text = FMbox->GetMessageText(nextToSubmit, headerLength);
       if (std::string cut = FMbox->TakeErrorText(); !cut.empty())
         Log->AddErrorFull(cut, "Reading message " + std::to_string(number), "", info.GetFolderName(), "", "", 0);
       prefetcher.Submit(nextToSubmit, std::move(text), headerLength);
@@ -113,28 +113,10 @@ void TKwSourceMailMbox::RecycleMessage(std::unique_ptr<TKwMailMessage> message) 
   if (FPrefetcher) FPrefetcher->Recycle(std::move(message));
 }
 
-std::string TKwSourceMailMbox::MessageText(int64_t index, size_t& headerLength) {
-  const TStringList& header = FMbox->GetHeader(index);
-  const TStringList& body = FMbox->GetBody(index);
-  size_t size = 2 + body.size() * 2;
-  for (const std::string& line : header) size += line.size() + 2;
-  for (const std::string& line : body) size += line.size();
-  std::string text;
-  text.reserve(size);
-  for (const std::string& line : header) text.append(line).append("\r\n");
-  headerLength = text.size();
-  text.append("\r\n");
-  for (size_t i = 0; i < body.size(); ++i) {
-    if (i) text.append("\r\n");
-    text.append(body[i]);
-  }
-  return text;
-}
-
 bool TKwSourceMailMbox::DoLoadMailItem(const TKwMailItem&, TKwMailMessage& message) {
   FLoadedCurrent = true;
   size_t headerLength = 0;
-  return FCurrentMessage >= 0 && message.LoadMIMEFromString(MessageText(FCurrentMessage, headerLength));
+  return FCurrentMessage >= 0 && message.LoadMIMEFromString(FMbox->GetMessageText(FCurrentMessage, headerLength));
 }
 
 bool TKwSourceMailMbox::DownloadMessage(const std::string& id, TKwMailMessage& message) {
@@ -142,5 +124,5 @@ bool TKwSourceMailMbox::DownloadMessage(const std::string& id, TKwMailMessage& m
   auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), index);
   if (error != std::errc() || index < 0 || index >= FMbox->Count()) return false;
   size_t headerLength = 0;
-  return message.LoadMIMEFromString(MessageText(index, headerLength));
+  return message.LoadMIMEFromString(FMbox->GetMessageText(index, headerLength));
 }

@@ -26,8 +26,6 @@ class TKwSourceMailMbox : public TKwSourceMailBase {
  private:
   // Opens the folder's file for reading; false (with the error logged) when it cannot be.
   bool OpenFolderFile(const TKwFolderInfo& info);
-  // The text of message index, its header block being the first headerLength bytes.
-  std::string MessageText(int64_t index, size_t& headerLength);
 
   std::unique_ptr<TKwMbox> FMbox;
   int64_t FCurrentMessage = -1;

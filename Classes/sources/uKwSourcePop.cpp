@@ -160,7 +160,7 @@ bool TKwSourceMailPOP::DownloadMessage(const std::string& id, TKwMailMessage& me
     message.LastError = FClient->LastError();
     return false;
   }
-  if (!message.LoadMIMEFromString(text)) {
+  if (!message.LoadMIMEFromString(std::move(text))) {
     if (message.LastError.empty()) message.LastError = "The server's text of message " + id + " is not a message";
     return false;
   }

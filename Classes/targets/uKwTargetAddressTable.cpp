@@ -8,6 +8,7 @@
 #include "uKwGMime.h"
 #include "uKwHeaders.h"
 #include "uKwMailMessage.h"
+#include "uKwMessageOutputText.h"
 #include "uKwParameters.h"
 
 namespace {
@@ -113,7 +114,11 @@ void TKwTargetAddressTable::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
   if (TranslateAddresses(message)) {
     RewriteHeaderLines(message.Headers->Lines, *message.Headers);
-    if (message.SourceIsMime) RewriteHeaderLines(message.SourceLines, *message.Headers);
+    if (message.SourceIsMime) {
+      TStringList lines = message.SourceLines();
+      RewriteHeaderLines(lines, *message.Headers);
+      message.SourceText = JoinLinesCrLf(lines);
+    }
   }
   TKwTargetMailBase::ProcessMessage(message);
   ForEachChildTarget([&](TKwTargetBase& child) { child.ProcessMessage(message); });

@@ -238,7 +238,7 @@ void TKwTargetMailIMAP::ProcessMessage(TKwMailMessage& message) {
     FSaveStatus = ssSkipped;
     Log->IncSkipped();
   } else {
-    const std::string text = JoinLinesCrLf(working.SourceIsMime ? working.SourceLines : EncodeMIMEMessage(working));
+    const std::string text = working.SourceIsMime ? working.SourceText : JoinLinesCrLf(EncodeMIMEMessage(working));
     const std::string flags = "(\\Seen) \"" + DateTimeToImapTime(h.SubmitDate.GmtDate) + "\"";
     if (!FClient->Append(FSelected, h.SubmitDate.GmtDate != 0 ? flags : "(\\Seen)", text))
       return Fail(FClient->LastError(), "Uploading message to " + FSelected);

@@ -413,8 +413,17 @@ TSaveResult SaveAttachmentsApart(TKwMailMessage& message, const TKwSingleFilesOp
   return {};
 }
 
+// The first line, which may be a separator line, and the rest as one string of lines.
+TStringList SourceInTwoPieces(std::string_view source) {
+  const size_t firstEnd = source.find("\r\n");
+  if (firstEnd == std::string_view::npos) return {std::string(source)};
+  TStringList pieces{std::string(source.substr(0, firstEnd))};
+  if (firstEnd + 2 < source.size()) pieces.emplace_back(source.substr(firstEnd + 2));
+  return pieces;
+}
+
 bool IsSourceUnchanged(const TKwMailMessage& message) {
-  return message.SourceIsMime && !message.Changed && !message.SourceLines.empty();
+  return message.SourceIsMime && !message.Changed && !message.SourceText.empty();
 }
 
 bool HasImageToEmbed(const TKwMailMessage& message) {
@@ -582,7 +591,7 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
 TSaveResult SaveAsMIME(TKwMailMessage& message, const std::string& fileName) {
   const bool webArchive = FilenameToSingleFileFormat(fileName) == ffSfMht;
   if (webArchive) return WriteFileBytes(fileName, JoinLinesCrLf(EncodeWebArchive(message)));
-  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, JoinLinesCrLf(message.SourceLines));
+  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, message.SourceText);
   return WriteFileBytes(fileName,
                         JoinLinesCrLf(EncodeMIMEMessage(message, message.SaveOptions->InsertAttachmentsInTarget)));
 }
@@ -613,7 +622,7 @@ TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachm
 
 TStringList MessageMimeLines(TKwMailMessage& message, bool includeAttachments, bool withImages) {
   if (!withImages || !HasImageToEmbed(message))
-    return IsSourceUnchanged(message) ? message.SourceLines : EncodeMIMEMessage(message, includeAttachments);
+    return IsSourceUnchanged(message) ? SourceInTwoPieces(message.SourceText) : EncodeMIMEMessage(message, includeAttachments);
   TKwSingleFilesOptions& options = *message.SaveOptions;
   const bool embedded = std::exchange(options.EmbedAttachmentsInBody, true);
   PrepareOutputContent(message, ctHtml);

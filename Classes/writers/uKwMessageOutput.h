@@ -121,8 +121,9 @@ TSaveResult SaveAsRTF(TKwMailMessage& message, const std::string& fileName);
 // The message rebuilt as MIME lines from its headers, bodies and attachments (ordinary
 // attachments only when includeAttachments; inline parts always).
 TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachments = true);
-// The message as a mail file holds it (EML, mbox): its own SourceLines, byte for byte,
-// when it was loaded from MIME and is not Changed; else EncodeMIMEMessage. withImages
+// The message as a mail file holds it (EML, mbox): its own SourceText, byte for byte,
+// when it was loaded from MIME and is not Changed (as its first line and one string
+// holding the other lines, which TKwMbox::AddMessage writes as lines); else EncodeMIMEMessage. withImages
 // embeds the image attachments: each is shown after the HTML body (made from the text
 // when there is none) as an inline part with a content id, as PrepareOutputContent does
 // for EmbedAttachmentsInBody; with an image attachment to embed the message is always
