@@ -111,7 +111,8 @@ void TKwTargetMailBase::ProcessMessage(TKwMailMessage& message) {
   if (!IsAvailable()) return;
   FMessageProcessed = true;
   FSaveStatus = ssOther;
-  if (KeepsOwnCopy()) FMailMessage->Assign(message);
+  // The copy saves by the target's own options, never by those the source loaded with.
+  if (KeepsOwnCopy()) FMailMessage->AssignMessage(message);
   const TKwMailMessage& working = KeepsOwnCopy() ? *FMailMessage : message;
   Log->IncProcessed();
   if (!EmailParts) return;

@@ -354,15 +354,25 @@ void TKwMailMessage::Publish(TKwPublisher& p) {
 }
 
 void TKwMailMessage::Assign(const TKwPersistent& source) {
-  TKwBaseMessage::Assign(source);
   auto* message = dynamic_cast<const TKwMailMessage*>(&source);
-  if (!message || message == this) return;
+  if (!message) {
+    TKwBaseMessage::Assign(source);
+    return;
+  }
+  if (message == this) return;
+  AssignMessage(*message);
+  SaveOptions->Assign(*message->SaveOptions);
+}
+
+void TKwMailMessage::AssignMessage(const TKwMailMessage& source) {
+  if (&source == this) return;
+  TKwBaseMessage::Assign(source);
+  const TKwMailMessage* const message = &source;
   Counter = message->Counter;
   DecodeOptions = message->DecodeOptions;
   DownloadImages = message->DownloadImages;
   ImagesLinks = message->ImagesLinks;
   RefreshDownloadedImagesInViewer = message->RefreshDownloadedImagesInViewer;
-  SaveOptions->Assign(*message->SaveOptions);
   SourceIsMime = message->SourceIsMime;
   SourceText = message->SourceText;
   Changed = message->Changed;

@@ -89,6 +89,8 @@ class TKwMailMessage : public TKwBaseMessage {
   std::string_view ClassName() const override { return "TKwMailMessage"; }
   void Publish(TKwPublisher& publisher) override;
   void Assign(const TKwPersistent& source) override;
+  // Assign but for SaveOptions: for a working copy that saves by its owner's options.
+  void AssignMessage(const TKwMailMessage& source);
   // Also forgets the certificate, the bounce verdict, the derived lists, the country and
   // SourceText; Counter := 0, SourceIsMime := false.
   void Clear() override;

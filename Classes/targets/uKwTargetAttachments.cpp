@@ -131,12 +131,16 @@ void TKwTargetMailAttachments::LogMessageStatus() {
   Log->AddMessageStatusFull(FSaveStatus, h.From.Address, h.Subject, h.SubmitDate.LocalDate());
 }
 
-void TKwTargetMailAttachments::ProcessMessage(TKwMailMessage& message) {
-  if (!IsAvailable()) return;
-  TKwTargetMailBase::ProcessMessage(message);
+void TKwTargetMailAttachments::InitializeFolder(const TKwFolderInfo& folder) {
+  TKwTargetMailBase::InitializeFolder(folder);
   Options->Filename->EmailClientFolderName = FFolderInfo->GetFolderName();
   Options->Filename->EmailClientFolderPath = FFolderInfo->FolderPathClean;
   FMailMessage->SaveOptions->Assign(*Options);
+}
+
+void TKwTargetMailAttachments::ProcessMessage(TKwMailMessage& message) {
+  if (!IsAvailable()) return;
+  TKwTargetMailBase::ProcessMessage(message);
   FWritten = FSkipped = FFailed = 0;
   const TKwAttachmentsList& attachments = *FMailMessage->Attachments;
   bool hasWork = attachments.GetAttachCount() > 0 ||

@@ -47,6 +47,8 @@ class TKwTargetMailAttachments : public TKwTargetMailBase {
  public:
   std::string_view ClassName() const override { return "TKwTargetMailAttachments"; }
   void Publish(TKwPublisher& publisher) override;
+  // The working copy takes Options once per folder, the folder's name and path in them.
+  void InitializeFolder(const TKwFolderInfo& folder) override;
   void ProcessMessage(TKwMailMessage& message) override;
 
   // Where the attachments of `message` go, with a trailing "/".

@@ -37,6 +37,9 @@ void TKwTargetMailSingleFiles::InitializeFolder(const TKwFolderInfo& folder) {
   TKwTargetMailBase::InitializeFolder(folder);
   Log->FoldersList.push_back("0=" + Options->TargetFolder);
   FFolderSummaryLine = static_cast<int32_t>(Log->FoldersList.size()) - 1;
+  Options->Filename->EmailClientFolderName = FFolderInfo->GetFolderName();
+  Options->Filename->EmailClientFolderPath = FFolderInfo->FolderPathClean;
+  FMailMessage->SaveOptions->Assign(*Options);
 }
 
 TKwDecodeDepth TKwTargetMailSingleFiles::OwnDecodeDepth() const {
@@ -48,9 +51,6 @@ void TKwTargetMailSingleFiles::ProcessMessage(TKwMailMessage& message) {
   TKwTargetMailBase::ProcessMessage(message);
   if (!IsAvailable()) return;
   TKwMailMessage& working = *FMailMessage;
-  Options->Filename->EmailClientFolderName = FFolderInfo->GetFolderName();
-  Options->Filename->EmailClientFolderPath = FFolderInfo->FolderPathClean;
-  working.SaveOptions->Assign(*Options);
 
   TKwOutputFilename output;
   std::string error;
