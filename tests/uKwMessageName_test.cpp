@@ -93,6 +93,9 @@ TEST(TKwMessageNameHashTest, HashesAreTakenOverUtf16LittleEndianBytes) {
 TEST(TKwMessageNameHashTest, Crc32StringWritesTheIntegerLeastSignificantByteFirst) {
   EXPECT_EQ(CRC32Int("john@example.com"), 0xEAAA3A3Au);
   EXPECT_EQ(CRC32Int("123456789"), 2727405687u);  // zlib.crc32 of the UTF-16LE bytes
+  std::string longText;
+  for (int i = 0; i < 300; ++i) longText += "ab";
+  EXPECT_EQ(CRC32Int(longText), 66143550u) << "longer than one widened piece";
 }
 
 // ---- Unique ids ----

@@ -295,10 +295,13 @@ bool TKwSourceMailBase::GetLocalFilename(std::string& uniqueId, const std::strin
 
 void TKwSourceMailBase::AddMessageToCacheAndStorage(TKwMailMessage& message, const std::string& fileName,
                                                     bool& inStorage, bool& inCache, bool force) {
+  const bool toStorage = !inStorage && FStorage && (IsStorageEnabled() || force);
+  const bool toCache = !inCache && FCache && (IsCacheEnabled() || force);
+  if (!toStorage && !toCache) return;
   std::string id = message.Headers->GetUniqueId();
   if (id.empty()) id = kNoUniqueId;
-  if (!inStorage && FStorage && (IsStorageEnabled() || force)) inStorage = FStorage->AddMessage(message, id, fileName);
-  if (!inCache && FCache && (IsCacheEnabled() || force)) inCache = FCache->AddMessage(message, id, fileName);
+  if (toStorage) inStorage = FStorage->AddMessage(message, id, fileName);
+  if (toCache) inCache = FCache->AddMessage(message, id, fileName);
 }
 
 bool TKwSourceMailBase::PassesMailFilter(const TKwMailItem& item, const std::string& uniqueId,
@@ -461,14 +464,15 @@ void TKwSourceMailBase::LoadAndProcess(const TKwMailItem& item, const std::strin
   // A message file of the source's own is read as its format even when the cache also
   // holds the message; only copies in the stores are compressed streams.
   const bool stored = (inStorage || inCache) && localName != fileName;
-  const bool loaded =
-      LoadLocalCopy(localName, stored) || AdoptDecodedMessage(item) || DoLoadMailItem(item, *FMessage);
+  bool decodedAhead = false;
+  const bool loaded = LoadLocalCopy(localName, stored) || (decodedAhead = AdoptDecodedMessage(item)) ||
+                      DoLoadMailItem(item, *FMessage);
   if (!loaded) {
     ReportLoadFailure(item, fileName, folderName);
     return FinishItem(item, folderName, ssError, nullptr);
   }
   FMessage->FolderName = folderName;
-  std::string id = FMessage->Headers->GetUniqueId();
+  std::string id = decodedAhead && !item.UniqueId.empty() ? item.UniqueId : FMessage->Headers->GetUniqueId();
   if (id.empty()) id = uniqueId.empty() ? kNoUniqueId : uniqueId;
   // A store that cannot tell the id before loading (a message file named without it) is
   // asked the processed-message log's question now, so that a second run saves nothing.

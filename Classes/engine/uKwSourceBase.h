@@ -143,7 +143,8 @@ class TKwSourceMailBase : public TKwSourceBase {
   // Loads item into message from the store (no local copy exists).
   virtual bool DoLoadMailItem(const TKwMailItem& item, TKwMailMessage& message);
   // A source that decodes ahead returns item's message here, already decoded; null when
-  // it has none and DoLoadMailItem is to load it.
+  // it has none and DoLoadMailItem is to load it. item.UniqueId, when set, was worked out
+  // from the returned message's headers.
   virtual std::unique_ptr<TKwMailMessage> TakeDecodedMessage(const TKwMailItem& item);
   // Gets back the message object that a decoded message replaced.
   virtual void RecycleMessage(std::unique_ptr<TKwMailMessage> message);

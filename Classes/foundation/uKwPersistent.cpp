@@ -131,6 +131,8 @@ void TKwPublisher::Object(std::string_view name, TKwPersistent& object) {
 
 std::vector<TKwProperty> TKwPersistent::PublishedProperties() {
   TKwPublisher publisher;
+  // Enough for most classes, so that the list is not moved while it grows.
+  publisher.Items().reserve(32);
   Publish(publisher);
   return std::move(publisher.Items());
 }

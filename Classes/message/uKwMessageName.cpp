@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <filesystem>
@@ -579,10 +580,25 @@ TDateTime StringToMessageDateTime(std::string_view text) {
 std::string CRC32String(std::string_view text) { return LittleEndianHex(CRC32Int(text)); }
 
 uint32_t CRC32Int(std::string_view text) {
-  const std::string bytes = ToUtf16LeBytes(text);
-  return static_cast<uint32_t>(crc32(crc32(0L, Z_NULL, 0),
-                                     reinterpret_cast<const Bytef*>(bytes.data()),
-                                     static_cast<uInt>(bytes.size())));
+  uLong crc = crc32(0L, Z_NULL, 0);
+  const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  if (!ascii) {
+    const std::string bytes = ToUtf16LeBytes(text);
+    return static_cast<uint32_t>(crc32(crc, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
+  }
+  // ASCII is its UTF-16LE code units with a zero high byte, widened a piece at a time
+  // (ids are hashed for every message, and this spares building the wide text).
+  Bytef wide[512];
+  for (size_t done = 0; done < text.size();) {
+    const size_t piece = std::min(text.size() - done, sizeof(wide) / 2);
+    for (size_t i = 0; i < piece; ++i) {
+      wide[2 * i] = static_cast<Bytef>(text[done + i]);
+      wide[2 * i + 1] = 0;
+    }
+    crc = crc32(crc, wide, static_cast<uInt>(2 * piece));
+    done += piece;
+  }
+  return static_cast<uint32_t>(crc);
 }
 
 std::string CRC16String(std::string_view text) {

@@ -321,7 +321,9 @@ TSaveResult WriteFileBytes(const std::string& fileName, std::string_view bytes) 
   }
   if (::close(fd) != 0 && error == 0) error = errno;
   if (error != 0) return ErrorResult(fmt::format("Cannot write file {}: {}", fileName, std::strerror(error)));
-  RunNoteFile(fileName, bytes.size(), RunContentHash(bytes));
+  // Its size alone: a message file is seldom compared with other bytes, and a comparison
+  // reads the file when the sizes agree.
+  RunNoteFile(fileName, bytes.size());
   return {};
 }
 
