@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -309,8 +310,18 @@ std::string ArchiveExtension(TCompressionMethod method) {
 
 TSaveResult ErrorResult(std::string message) { return {ssError, std::move(message)}; }
 
-// One open, one write, one close: a run writes a file per message.
-TSaveResult WriteFileBytes(const std::string& fileName, std::string_view bytes) {
+// Both time stamps at the message's submit date; nothing for a message without one.
+std::optional<std::array<timespec, 2>> SubmitDateFileTimes(const TKwMailMessage& message) {
+  const TDateTime gmt = message.Headers->SubmitDate.GmtDate;
+  if (gmt == 0) return std::nullopt;
+  timespec time{};
+  time.tv_sec = static_cast<time_t>(DateTimeToUnix(gmt));
+  return std::array<timespec, 2>{time, time};
+}
+
+// One open, one write, one close: a run writes a file per message. The time stamps are
+// set through the open file, sparing a second lookup of the name in a large folder.
+TSaveResult WriteFileBytes(const std::string& fileName, std::string_view bytes, const TKwMailMessage& message) {
   const int fd = ::open(fileName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) return ErrorResult(fmt::format("Cannot create file {}: {}", fileName, std::strerror(errno)));
   int error = 0;
@@ -319,12 +330,16 @@ TSaveResult WriteFileBytes(const std::string& fileName, std::string_view bytes) 
     if (written < 0 && errno != EINTR) error = errno;
     if (written > 0) done += static_cast<size_t>(written);
   }
+  const auto times = SubmitDateFileTimes(message);
+  if (times && error == 0) ::futimens(fd, times->data());
   if (::close(fd) != 0 && error == 0) error = errno;
   if (error != 0) return ErrorResult(fmt::format("Cannot write file {}: {}", fileName, std::strerror(error)));
   // Its size alone: a message file is seldom compared with other bytes, and a comparison
   // reads the file when the sizes agree.
   RunNoteFile(fileName, bytes.size());
-  return {};
+  TSaveResult result;
+  result.Stamped = times.has_value();
+  return result;
 }
 
 std::optional<std::string> CreateFolders(const std::string& folder) {
@@ -333,15 +348,8 @@ std::optional<std::string> CreateFolders(const std::string& folder) {
   return std::nullopt;
 }
 
-// Both time stamps of the file at the message's submit date; nothing for a message
-// without one.
 void SetFileTimesToSubmitDate(const TKwMailMessage& message, const std::string& fileName) {
-  const TDateTime gmt = message.Headers->SubmitDate.GmtDate;
-  if (gmt == 0) return;
-  timespec times[2];
-  times[0].tv_sec = times[1].tv_sec = static_cast<time_t>(DateTimeToUnix(gmt));
-  times[0].tv_nsec = times[1].tv_nsec = 0;
-  utimensat(AT_FDCWD, fileName.c_str(), times, 0);
+  if (const auto times = SubmitDateFileTimes(message)) utimensat(AT_FDCWD, fileName.c_str(), times->data(), 0);
 }
 
 // The feature of options that this build cannot write, if any.
@@ -389,7 +397,7 @@ TSaveResult WriteHtml(TKwMailMessage& message, const std::string& fileName, TKwO
   blocks.ImagesAsDataUri = true;
   PrepareOutputContent(message, ctHtml, blocks);
   const std::string html = ResolveContentIdLinks(JoinLinesCrLf(message.OutputContent), *message.Attachments);
-  return WriteFileBytes(fileName, "\xEF\xBB\xBF" + html);
+  return WriteFileBytes(fileName, "\xEF\xBB\xBF" + html, message);
 }
 
 TStringList EncodedHeaderLines(const TKwMailMessage& message) {
@@ -578,7 +586,8 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
   if (written.Status == ssError) return written;
   const TSaveResult packed = PackWrittenFile(message, writtenName);
   if (packed.Status == ssError) return packed;
-  SetFileTimesToSubmitDate(message, message.LastSavedFilename);
+  if (!written.Stamped || message.LastSavedFilename != writtenName)
+    SetFileTimesToSubmitDate(message, message.LastSavedFilename);
   const std::string copyName = WithExtension(output.Filename, ".htm");
   if (options.SaveBodyPart && copyName != output.Filename) {
     TKwOutputBlocks blocks = BlocksOf(options);
@@ -592,10 +601,11 @@ TSaveResult SaveAs(TKwMailMessage& message, const TKwOutputFilename& output) {
 
 TSaveResult SaveAsMIME(TKwMailMessage& message, const std::string& fileName) {
   const bool webArchive = FilenameToSingleFileFormat(fileName) == ffSfMht;
-  if (webArchive) return WriteFileBytes(fileName, JoinLinesCrLf(EncodeWebArchive(message)));
-  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, message.SourceText);
+  if (webArchive) return WriteFileBytes(fileName, JoinLinesCrLf(EncodeWebArchive(message)), message);
+  if (IsSourceUnchanged(message)) return WriteFileBytes(fileName, message.SourceText, message);
   return WriteFileBytes(fileName,
-                        JoinLinesCrLf(EncodeMIMEMessage(message, message.SaveOptions->InsertAttachmentsInTarget)));
+                        JoinLinesCrLf(EncodeMIMEMessage(message, message.SaveOptions->InsertAttachmentsInTarget)),
+                        message);
 }
 
 TSaveResult SaveAsHTML(TKwMailMessage& message, const std::string& fileName) {
@@ -605,12 +615,13 @@ TSaveResult SaveAsHTML(TKwMailMessage& message, const std::string& fileName) {
 TSaveResult SaveAsTXT(TKwMailMessage& message, const std::string& fileName) {
   PrepareOutputContent(message, ctText, BlocksOf(*message.SaveOptions));
   return WriteFileBytes(fileName,
-                        EncodeTextFile(JoinLinesCrLf(message.OutputContent), message.SaveOptions->FileEncoding));
+                        EncodeTextFile(JoinLinesCrLf(message.OutputContent), message.SaveOptions->FileEncoding),
+                        message);
 }
 
 TSaveResult SaveAsRTF(TKwMailMessage& message, const std::string& fileName) {
   PrepareOutputContent(message, ctText, BlocksOf(*message.SaveOptions));
-  return WriteFileBytes(fileName, TextToRtf(message.OutputContent));
+  return WriteFileBytes(fileName, TextToRtf(message.OutputContent), message);
 }
 
 TStringList EncodeMIMEMessage(const TKwMailMessage& message, bool includeAttachments) {

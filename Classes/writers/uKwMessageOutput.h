@@ -29,6 +29,7 @@ class TKwSingleFilesOptions;
 struct TSaveResult {
   TSaveStatus Status = ssSaved;
   std::string ErrorMessage;
+  bool Stamped = false;  // the file's time stamps were set when it was written
 };
 
 // The error text of every output this build cannot write is this prefix and the name of
