@@ -133,11 +133,15 @@ TEST(TKwMailMessageTest, ShallowerDecodingKeepsHeadersAndSourceAndLeavesTheRestE
   for (const fs::path& file : {kMessages / "04-nested-related.eml",
                                fs::path(QUILLON_TEST_DATA) / "bounces" / "01-dsn-unknown-user.eml"}) {
     const std::string text = ReadFileText(file);
-    TKwMailMessage full, headers, verdict, listed;
+    TKwMailMessage full, headers, verdict, listed, unclassified;
+    unclassified.ClassifiesBounces = false;
     headers.DecodeDepth = TKwDecodeDepth::Headers;
     verdict.DecodeDepth = TKwDecodeDepth::BounceVerdict;
     listed.DecodeDepth = TKwDecodeDepth::AllButAttachmentBytes;
-    for (TKwMailMessage* message : {&full, &headers, &verdict, &listed}) ASSERT_TRUE(message->LoadMIMEFromString(text));
+    for (TKwMailMessage* message : {&full, &headers, &verdict, &listed, &unclassified})
+      ASSERT_TRUE(message->LoadMIMEFromString(text));
+    EXPECT_EQ(unclassified.Attachments->GetText(), full.Attachments->GetText());
+    EXPECT_EQ(unclassified.BounceType, "");
     EXPECT_EQ(listed.TextPart, full.TextPart);
     EXPECT_EQ(listed.Attachments->GetText(), full.Attachments->GetText());
     EXPECT_EQ(listed.BounceType, full.BounceType);

@@ -232,6 +232,7 @@ TEST(DecodeDepthTest, ARunDecodesNoMoreThanItsEnabledStagesRead) {
   std::unique_ptr<TKwActionBase> source = CreateNewAction(stiMailSrcMbox);
   auto& files = dynamic_cast<TKwTargetMailSingleFiles&>(source->GetChild(source->AddChild(stiMailTarSingleFiles)));
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Headers);  // .eml files named from headers
+  EXPECT_FALSE(source->SubtreeReadsBounceVerdict());
   files.Options->Filename->Format = fnfUserDefined;
   files.Options->Filename->Parts = "0211" + std::to_string(static_cast<int>(fpAttachmentSign));
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
@@ -246,8 +247,20 @@ TEST(DecodeDepthTest, ARunDecodesNoMoreThanItsEnabledStagesRead) {
   auto& columns = dynamic_cast<TKwTargetMailEmailParts&>(branch.GetChild(branch.AddChild(stiMailTarEmailParts)));
   columns.FieldsStr = "0308";
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::BounceVerdict);
+  EXPECT_TRUE(source->SubtreeReadsBounceVerdict()) << "the bounce filter";
   columns.FieldsStr = "030813";  // the attachment count
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::AllButAttachmentBytes);
   source->AddChild(stiMailTarAttachments);
   EXPECT_EQ(source->DecodeDepthOfSubtree(), TKwDecodeDepth::Everything);
+
+  // Without the filter, only a bounce column asks for the verdict.
+  bounces.Enabled = false;
+  auto& direct = dynamic_cast<TKwTargetMailEmailParts&>(source->GetChild(source->AddChild(stiMailTarEmailParts)));
+  direct.FieldsStr = "030813";
+  EXPECT_FALSE(source->SubtreeReadsBounceVerdict()) << "attachments and ordinary columns";
+  direct.FieldsStr = "0326";
+  EXPECT_TRUE(source->SubtreeReadsBounceVerdict());
+  source->AddChild(stiMailTarEDataSendEmail);
+  direct.FieldsStr = "03";
+  EXPECT_TRUE(source->SubtreeReadsBounceVerdict()) << "a stage that does not say reads it";
 }

@@ -141,6 +141,13 @@ TKwDecodeDepth TKwActionBase::DecodeDepthOfSubtree() const {
   return depth;
 }
 
+bool TKwActionBase::SubtreeReadsBounceVerdict() const {
+  if (ReadsBounceVerdict()) return true;
+  for (const auto& child : List)
+    if (child->Enabled && child->SubtreeReadsBounceVerdict()) return true;
+  return false;
+}
+
 int TKwActionBase::SubtreeErrorsCount() const {
   int count = Log->ErrorsCount();
   for (const auto& child : List) count += child->SubtreeErrorsCount();

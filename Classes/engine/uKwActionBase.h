@@ -70,6 +70,10 @@ class TKwActionBase : public TKwPersistent {
   // everything. DecodeDepthOfSubtree adds what the enabled actions below it read.
   virtual TKwDecodeDepth OwnDecodeDepth() const { return TKwDecodeDepth::Everything; }
   TKwDecodeDepth DecodeDepthOfSubtree() const;
+  // Whether this action reads the bounce verdict; one that does not say reads it unless it
+  // reads the headers alone. SubtreeReadsBounceVerdict asks the enabled actions below too.
+  virtual bool ReadsBounceVerdict() const { return OwnDecodeDepth() != TKwDecodeDepth::Headers; }
+  bool SubtreeReadsBounceVerdict() const;
   // Adds "<Caption> is not available in this build" to the log and tells the status
   // handler; the run goes on with the next action.
   void ReportNotAvailable();

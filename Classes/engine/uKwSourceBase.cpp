@@ -103,7 +103,10 @@ void TKwSourceBase::Execute() {
     target.InitializeExtractProcess(*SourceFolders);
   });
   // Known once every stage below has its settings for the run.
-  if (TKwMailMessage* message = RunMessage()) message->DecodeDepth = DecodeDepthOfSubtree();
+  if (TKwMailMessage* message = RunMessage()) {
+    message->DecodeDepth = DecodeDepthOfSubtree();
+    message->ClassifiesBounces = SubtreeReadsBounceVerdict();
+  }
   SetConnected(true);
   if (!FConnected) {
     Log->AddErrorFull("Couldn't connect to source", "Connecting", "", "", "", "", 0);

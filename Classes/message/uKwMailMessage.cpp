@@ -377,6 +377,7 @@ void TKwMailMessage::AssignMessage(const TKwMailMessage& source) {
   SourceText = message->SourceText;
   Changed = message->Changed;
   DecodeDepth = message->DecodeDepth;
+  ClassifiesBounces = message->ClassifiesBounces;
   WordsList = message->WordsList;
   for (auto [to, from] : {std::pair{&BounceType, &message->BounceType}, {&BounceDescription, &message->BounceDescription},
                           {&BounceRecipient, &message->BounceRecipient}, {&FolderName, &message->FolderName},
@@ -553,14 +554,16 @@ void TKwMailMessage::DecodeCanonicalSource() {
       if (const std::string charset = TopLevelCharset(Headers->Lines); !charset.empty()) Headers->Charset = charset;
       Headers->DecodeHeaders();
       const std::string_view source = WithoutFinalLineBreak(SourceText);
-      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(source, true);
+      if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) DecodeMimeText(source, ClassifiesBounces);
       else if (DecodeDepth == TKwDecodeDepth::BounceVerdict) ClassifyBounce(TKwMimeMessage(source));
     }
     if (DecodeDepth >= TKwDecodeDepth::AllButAttachmentBytes) ParseTextAndHtmlParts();
   } catch (const std::exception& error) {
     LastError = std::string("The message could not be decoded completely: ") + error.what();
   }
-  if (!FBounceClassified && DecodeDepth != TKwDecodeDepth::Headers) ClassifyBounce();
+  const bool wanted = DecodeDepth == TKwDecodeDepth::BounceVerdict ||
+                      (ClassifiesBounces && DecodeDepth != TKwDecodeDepth::Headers);
+  if (!FBounceClassified && wanted) ClassifyBounce();
 }
 
 // Reads the raw lines on its own: for a decrypted message, and for one whose decoding

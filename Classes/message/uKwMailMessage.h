@@ -159,6 +159,9 @@ class TKwMailMessage : public TKwBaseMessage {
   // attachments and derived lists stay empty, and below BounceVerdict the bounce members
   // too. Kept by Clear; Assign copies it.
   TKwDecodeDepth DecodeDepth = TKwDecodeDepth::Everything;
+  // Whether the MIME loads classify the message as a bounce when they decode its parts;
+  // the bounce depth always does. Kept by Clear; Assign copies it.
+  bool ClassifiesBounces = true;
 
   // ---- Members ----
   std::string TempFolder;  // taken at construction

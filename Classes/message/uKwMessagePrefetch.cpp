@@ -37,6 +37,7 @@ struct TKwMessagePrefetcher::TImpl {
         TempFolder(prototype.TempFolder),
         DecodeOptions(prototype.DecodeOptions),
         DecodeDepth(prototype.DecodeDepth),
+        ClassifiesBounces(prototype.ClassifiesBounces),
         DownloadImages(prototype.DownloadImages) {}
 
   void Run() {
@@ -110,6 +111,7 @@ struct TKwMessagePrefetcher::TImpl {
     message->TempFolder = TempFolder;
     message->DecodeOptions = DecodeOptions;
     message->DecodeDepth = DecodeDepth;
+    message->ClassifiesBounces = ClassifiesBounces;
     message->DownloadImages = DownloadImages;
     return message;
   }
@@ -118,6 +120,7 @@ struct TKwMessagePrefetcher::TImpl {
   const std::string TempFolder;
   const TDecodeOptions DecodeOptions;
   const TKwDecodeDepth DecodeDepth;
+  const bool ClassifiesBounces;
   const bool DownloadImages;
 
   std::mutex Mutex;

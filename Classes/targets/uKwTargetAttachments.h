@@ -50,6 +50,7 @@ class TKwTargetMailAttachments : public TKwTargetMailBase {
   // The working copy takes Options once per folder, the folder's name and path in them.
   void InitializeFolder(const TKwFolderInfo& folder) override;
   void ProcessMessage(TKwMailMessage& message) override;
+  bool ReadsBounceVerdict() const override { return false; }
 
   // Where the attachments of `message` go, with a trailing "/".
   std::string AttachmentsFolderFor(const TKwMailMessage& message) const;

@@ -116,6 +116,12 @@ TKwDecodeDepth TKwTargetMailEmailParts::OwnDecodeDepth() const {
   return depth;
 }
 
+bool TKwTargetMailEmailParts::ReadsBounceVerdict() const {
+  for (TColumnField field : ColumnsStringToColumnsFields(FieldsStr))
+    if (field == cfBounceType || field == cfBounceDescription || field == cfBounceRecipient) return true;
+  return false;
+}
+
 void TKwTargetMailEmailParts::InitializeExtractProcess(TKwFoldersTree& folders) {
   TKwTargetMailBase::InitializeExtractProcess(folders);
   FFields = ColumnsStringToColumnsFields(FieldsStr);

@@ -38,6 +38,7 @@ class TKwTargetMailEmailParts : public TKwTargetMailBase, public TKwColumnarOutp
   // Body and attachment columns need the message's parts (not the attachments' bytes),
   // bounce columns the verdict.
   TKwDecodeDepth OwnDecodeDepth() const override;
+  bool ReadsBounceVerdict() const override;
 
   // The fields FieldsStr names (two-digit codes; a last odd character, a non-number and
   // a code of 30 or more are ignored). The set forgets the user's order.

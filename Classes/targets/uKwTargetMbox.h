@@ -26,6 +26,7 @@ class TKwTargetMailMbox : public TKwTargetMailBase {
   TKwDecodeDepth OwnDecodeDepth() const override {
     return IncludeImagesInTarget ? TKwDecodeDepth::Everything : TKwDecodeDepth::Headers;
   }
+  bool ReadsBounceVerdict() const override { return false; }
 
   bool IncludeImagesInTarget = false;
   bool OneFilePerMailFolder = false;

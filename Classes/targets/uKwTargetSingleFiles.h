@@ -26,6 +26,7 @@ class TKwTargetMailSingleFiles : public TKwTargetMailBase {
   void FinalizeExtractProcess() override;
   // The e-mail cache keeps bodies and attachments of what it indexes.
   TKwDecodeDepth OwnDecodeDepth() const override;
+  bool ReadsBounceVerdict() const override { return false; }
 
   const std::unique_ptr<TKwSingleFilesOptions> Options = std::make_unique<TKwSingleFilesOptions>();
 
