@@ -187,7 +187,8 @@ TEST_F(MboxRunTest, AMissingOrForeignFileIsAnErrorAndAnEmptyOneIsNot) {
 
 TEST_F(MboxRunTest, BrokenMessagesAndUnwritableTargetsDoNotStopTheRun) {
   std::string text = "Garbage before the first separator\n" + Message("a@x", "ann@example.org", "Ok", "fine") +
-                     "From broken\n\n\n" + Message("c@x", "cid@example.org", "Also ok", "fine");
+                     "From broken\n\n\n" + Message("c@x", "cid@example.org", "Also ok", "fine") +
+                     Message("d@x", "dan@example.org", "Cut short", std::string("before\0after", 12));
   auto source = Source(text);
   WriteFileText(FHome / "blocked", "a file where the target folder should be");
   AddFiles(*source, (FHome / "blocked" / "eml").string());
@@ -196,6 +197,11 @@ TEST_F(MboxRunTest, BrokenMessagesAndUnwritableTargetsDoNotStopTheRun) {
   EXPECT_GE(source->GetLog().Processed, 2);
   EXPECT_GE(source->GetChild(0).GetLog().ErrorsCount(), 2) << "each failed file is an error entry";
   EXPECT_GE(MessagesIn(FHome / "copy.mbox"), 2) << "the other target still got every message";
+  bool cutReported = false;
+  for (int i = 0; i < source->GetLog().ErrorsCount(); ++i)
+    cutReported |= source->GetLog().GetError(i).Error.find("holds a NUL byte") != std::string::npos &&
+                   source->GetLog().GetError(i).Description == "Reading message 4";
+  EXPECT_TRUE(cutReported) << "a message cut short is named with the reason";
 }
 
 TEST_F(MboxRunTest, StoredMessagesAreReadAgainByTheirUniqueIds) {

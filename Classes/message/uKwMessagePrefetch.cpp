@@ -21,6 +21,7 @@ namespace {
 constexpr size_t kMaxPendingBytes = size_t{32} << 20;
 
 struct TJob {
+  TKwMessagePrefetcher::TCut Cut;  // when the worker cuts the text itself
   std::string Text;  // handed over to the message decoded from it
   size_t Bytes = 0;   // of Text as submitted
   size_t HeaderLength = 0;
@@ -65,6 +66,10 @@ struct TKwMessagePrefetcher::TImpl {
   // block alone is read.
   void Decode(TJob& job, TKwHeaders& headers) {
     TKwPrefetchedItem& result = job.Result;
+    if (job.Cut) {
+      job.Text = job.Cut(job.HeaderLength, result.CutError);
+      job.HeaderLength = std::min(job.HeaderLength, job.Text.size());
+    }
     if (Loading) {
       std::unique_ptr<TKwMailMessage> message = AcquireMessage();
       // What a recycled message carries over belongs to whichever message it held before;
@@ -98,6 +103,15 @@ struct TKwMessagePrefetcher::TImpl {
     result.GmtDate = headers.SubmitDate.GmtDate;
   }
 
+  void Enqueue(std::unique_ptr<TJob> job) {
+    {
+      std::lock_guard lock(Mutex);
+      PendingBytes += job->Bytes;
+      Jobs.push_back(std::move(job));
+    }
+    WorkReady.notify_one();
+  }
+
   std::unique_ptr<TKwMailMessage> AcquireMessage() {
     {
       std::lock_guard lock(Mutex);
@@ -129,6 +143,7 @@ struct TKwMessagePrefetcher::TImpl {
   std::deque<std::unique_ptr<TJob>> Jobs;  // submission order; the front is taken next
   size_t NextToRun = 0;                    // the first job the worker has not started
   size_t PendingBytes = 0;
+  bool Refilling = false;  // HasRoom's state: filling the queue up
   std::vector<std::unique_ptr<TKwMailMessage>> Spares;
   std::atomic<bool> Loading{true};
   bool Stopping = false;
@@ -159,8 +174,17 @@ TKwMessagePrefetcher::~TKwMessagePrefetcher() {
 
 bool TKwMessagePrefetcher::HasRoom() const {
   // The main thread alone adds and removes jobs, so their count needs no lock.
-  return FImpl->Jobs.empty() ||
-         (FImpl->Jobs.size() < FImpl->Depth && FImpl->PendingBytes < kMaxPendingBytes);
+  TImpl& impl = *FImpl;
+  if (impl.Jobs.empty()) return true;
+  if (impl.Jobs.size() >= impl.Depth || impl.PendingBytes >= kMaxPendingBytes) {
+    impl.Refilling = false;
+    return false;
+  }
+  // Jobs are added in batches once half the queue is taken, so that a waiting worker is
+  // woken for several messages rather than for each.
+  if (!impl.Refilling && impl.Jobs.size() > impl.Depth / 2) return false;
+  impl.Refilling = true;
+  return true;
 }
 
 void TKwMessagePrefetcher::Submit(int64_t key, std::string text, size_t headerLength) {
@@ -169,12 +193,15 @@ void TKwMessagePrefetcher::Submit(int64_t key, std::string text, size_t headerLe
   job->HeaderLength = std::min(headerLength, text.size());
   job->Text = std::move(text);
   job->Bytes = job->Text.size();
-  {
-    std::lock_guard lock(FImpl->Mutex);
-    FImpl->PendingBytes += job->Bytes;
-    FImpl->Jobs.push_back(std::move(job));
-  }
-  FImpl->WorkReady.notify_one();
+  FImpl->Enqueue(std::move(job));
+}
+
+void TKwMessagePrefetcher::SubmitCut(int64_t key, size_t bytes, TCut cut) {
+  auto job = std::make_unique<TJob>();
+  job->Result.Key = key;
+  job->Bytes = bytes;
+  job->Cut = std::move(cut);
+  FImpl->Enqueue(std::move(job));
 }
 
 bool TKwMessagePrefetcher::HasPending() const { return !FImpl->Jobs.empty(); }

@@ -15,6 +15,7 @@
 // decode options).
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -30,6 +31,8 @@ struct TKwPrefetchedItem {
   std::string Recipients;  // To and Cc addresses joined by ","
   std::string Subject;
   TDateTime GmtDate = 0;
+  // Why a message submitted to be cut was cut short, if it was.
+  std::string CutError;
   // The whole message decoded from the text, or null when the worker did not decode it.
   std::unique_ptr<TKwMailMessage> Message;
 };
@@ -46,6 +49,10 @@ class TKwMessagePrefetcher {
   bool HasRoom() const;
   // text: the message; its first headerLength bytes are the header block.
   void Submit(int64_t key, std::string text, size_t headerLength);
+  // A message the worker cuts itself: cut returns its text and header length, and puts a
+  // problem in its error argument. bytes: about the size of the text.
+  using TCut = std::function<std::string(size_t& headerLength, std::string& error)>;
+  void SubmitCut(int64_t key, size_t bytes, TCut cut);
   // True when a submitted message has not been taken yet.
   bool HasPending() const;
   // The oldest submitted message's result, waiting for the worker if need be. Rethrows

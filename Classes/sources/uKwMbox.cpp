@@ -126,6 +126,65 @@ bool ReadCutLine(TStreamLineReader& reader, TMboxFamily family, std::string_view
   return hasLine;
 }
 
+using TLineSink = std::function<void(bool inHeaders, std::string_view line)>;
+
+// Hands each line of message index, which spans [offset, end), to sink, header lines
+// first; the empty line between is not handed on. A cut that stops early says why in error.
+void CutMessageLines(TStreamLineReader& reader, TMboxFamily family, int64_t index, int64_t offset, int64_t end,
+                     const TLineSink& sink, std::string& error) {
+  reader.SetPosition(offset, static_cast<size_t>(std::max<int64_t>(end - offset, 0)));
+  bool inHeaders = true;
+  std::string_view line;
+  while (reader.Position() < end) {
+    const int64_t start = reader.Position();
+    if (!ReadCutLine(reader, family, line)) {
+      if (reader.Position() < end)
+        error = fmt::format("Message {} ends early: the file is shorter than when it was indexed", index + 1);
+      return;
+    }
+    if (reader.Position() == start) {
+      error = fmt::format("Message {} holds a NUL byte at offset {}: it is cut there", index + 1, start);
+      return;
+    }
+    if (inHeaders) {
+      if (!IsBlankLine(line)) sink(true, line);
+      else inHeaders = false;
+    } else {
+      if (line.starts_with(kQuotedFrom)) line.remove_prefix(1);
+      sink(false, line);
+    }
+  }
+}
+
+// The message as one text: the header lines each ending in CR LF, CR LF, then the body
+// lines joined by CR LF; headerLength is the size of the header lines.
+std::string CutMessageText(TStreamLineReader& reader, TMboxFamily family, int64_t index, int64_t offset,
+                           int64_t end, size_t& headerLength, std::string& error) {
+  std::string text;
+  // Room for a CR before most line feeds, so that the text is allocated once.
+  text.reserve(static_cast<size_t>(std::max<int64_t>(end - offset, 0)) * 33 / 32 + 64);
+  bool inBody = false;
+  bool firstBodyLine = true;
+  CutMessageLines(reader, family, index, offset, end, [&](bool inHeaders, std::string_view line) {
+    if (inHeaders) {
+      text.append(line).append(kLineEnd);
+      return;
+    }
+    if (!inBody) {
+      inBody = true;
+      headerLength = text.size();
+      text.append(kLineEnd);
+    }
+    if (!std::exchange(firstBodyLine, false)) text.append(kLineEnd);
+    text.append(line);
+  }, error);
+  if (!inBody) {
+    headerLength = text.size();
+    text.append(kLineEnd);
+  }
+  return text;
+}
+
 }  // namespace
 
 // What a writer appends, staged in an unnamed temporary file until Close puts it at the
@@ -459,75 +518,77 @@ void TKwMbox::ReadParts(int64_t index) {
 }
 
 std::string TKwMbox::GetMessageText(int64_t index, size_t& headerLength) {
-  std::string text;
-  if (FReader && index >= 0 && index < Count()) {
-    const auto next = static_cast<size_t>(index) + 1;
-    const int64_t end = next < FOffsets.size() ? FOffsets[next] : FStream->Size();
-    // Room for a CR before most line feeds, so that the text is allocated once.
-    text.reserve(static_cast<size_t>(std::max<int64_t>(end - FOffsets[static_cast<size_t>(index)], 0)) * 33 / 32 + 64);
+  if (!CanCut(index)) return {};
+  try {
+    return CutMessageText(*FReader, FFamily, index, FOffsets[static_cast<size_t>(index)], MessageEnd(index),
+                          headerLength, FErrorText);
+  } catch (const std::exception& error) {
+    FErrorText = error.what();
+    return {};
   }
-  bool inBody = false;
-  bool firstBodyLine = true;
-  CutMessage(index, [&](bool inHeaders, std::string_view line) {
-    if (inHeaders) {
-      text.append(line).append(kLineEnd);
-      return;
-    }
-    if (!inBody) {
-      inBody = true;
-      headerLength = text.size();
-      text.append(kLineEnd);
-    }
-    if (!std::exchange(firstBodyLine, false)) text.append(kLineEnd);
-    text.append(line);
-  });
-  if (!inBody) {
-    headerLength = text.size();
-    text.append(kLineEnd);
-  }
-  return text;
 }
 
 void TKwMbox::CutMessage(int64_t index, const TLineSink& sink) {
+  if (!CanCut(index)) return;
+  try {
+    CutMessageLines(*FReader, FFamily, index, FOffsets[static_cast<size_t>(index)], MessageEnd(index), sink,
+                    FErrorText);
+  } catch (const std::exception& error) {
+    FErrorText = error.what();
+  }
+}
+
+bool TKwMbox::CanCut(int64_t index) {
   if (!FReader) {
     FErrorText = fmt::format("Message {} cannot be read: the mailbox is not open for reading", index);
   } else if (index < 0 || index >= Count()) {
     FErrorText = fmt::format("Message {} does not exist: the mailbox holds {} messages", index, Count());
   } else {
-    try {
-      const auto next = static_cast<size_t>(index) + 1;
-      CutLines(index, next < FOffsets.size() ? FOffsets[next] : FStream->Size(), sink);
-    } catch (const std::exception& error) {
-      FErrorText = error.what();
-    }
+    return true;
+  }
+  return false;
+}
+
+int64_t TKwMbox::MessageSize(int64_t index) const {
+  if (!FStream || index < 0 || index >= Count()) return 0;
+  return std::max<int64_t>(MessageEnd(index) - FOffsets[static_cast<size_t>(index)], 0);
+}
+
+int64_t TKwMbox::MessageEnd(int64_t index) const {
+  const auto next = static_cast<size_t>(index) + 1;
+  return next < FOffsets.size() ? FOffsets[next] : FStream->Size();
+}
+
+std::unique_ptr<TKwMboxCutter> TKwMbox::NewCutter() const {
+  if (!FReader || FFileName.empty()) return nullptr;
+  try {
+    return std::unique_ptr<TKwMboxCutter>(new TKwMboxCutter(*this));
+  } catch (const std::exception&) {
+    return nullptr;  // the file went away: the mailbox cuts on its own reader
   }
 }
 
-// Hands each line to sink, header lines first; the empty line between is not handed on.
-void TKwMbox::CutLines(int64_t index, int64_t end, const TLineSink& sink) {
-  TStreamLineReader& reader = *FReader;
-  const int64_t offset = FOffsets[static_cast<size_t>(index)];
-  reader.SetPosition(offset, static_cast<size_t>(std::max<int64_t>(end - offset, 0)));
-  bool inHeaders = true;
-  std::string_view line;
-  while (reader.Position() < end) {
-    const int64_t start = reader.Position();
-    if (!ReadCutLine(reader, FFamily, line)) {
-      if (reader.Position() < end)
-        FErrorText = fmt::format("Message {} ends early: the file is shorter than when it was indexed", index + 1);
-      return;
-    }
-    if (reader.Position() == start) {
-      FErrorText = fmt::format("Message {} holds a NUL byte at offset {}: it is cut there", index + 1, start);
-      return;
-    }
-    if (inHeaders) {
-      if (!IsBlankLine(line)) sink(true, line);
-      else inHeaders = false;
-    } else {
-      if (line.starts_with(kQuotedFrom)) line.remove_prefix(1);
-      sink(false, line);
-    }
+TKwMboxCutter::TKwMboxCutter(const TKwMbox& mbox)
+    : FOffsets(mbox.FOffsets),
+      FFamily(mbox.FFamily),
+      FSize(mbox.FStream->Size()),
+      FStream(std::make_unique<TKwFileStream>(mbox.FFileName)),
+      FReader(std::make_unique<TStreamLineReader>(*FStream)) {}
+
+TKwMboxCutter::~TKwMboxCutter() = default;
+
+std::string TKwMboxCutter::MessageText(int64_t index, size_t& headerLength, std::string& error) {
+  if (index < 0 || static_cast<size_t>(index) >= FOffsets.size()) {
+    error = fmt::format("Message {} does not exist: the mailbox holds {} messages", index, FOffsets.size());
+    return {};
+  }
+  const auto next = static_cast<size_t>(index) + 1;
+  try {
+    return CutMessageText(*FReader, FFamily, index, FOffsets[static_cast<size_t>(index)],
+                          next < FOffsets.size() ? FOffsets[next] : FSize, headerLength, error);
+  } catch (const std::exception& failure) {
+    error = failure.what();
+    return {};
   }
 }
 

@@ -35,6 +35,7 @@
 class TKwSeekStream;
 class TStreamLineReader;
 class TKwMboxFileWriter;
+class TKwMboxCutter;
 
 // persisted: never reorder (stored as ordinals)
 #define KW_MBOX_MODE(X) X(mbmRead) X(mbmWrite) X(mbmUndefined)
@@ -101,6 +102,12 @@ class TKwMbox {
   // ending in CR LF, then CR LF, then the body lines joined by CR LF. headerLength is the
   // size of the header lines. Leaves the two lists as they are.
   std::string GetMessageText(int64_t index, size_t& headerLength);
+  // A cutter with a reader of its own over this mailbox's file, so that another thread
+  // can cut messages meanwhile; null when the mailbox was not read from a file or the file
+  // cannot be opened again. It holds on to this object's index.
+  std::unique_ptr<TKwMboxCutter> NewCutter() const;
+  // The bytes message index spans in the file; 0 when it cannot be cut.
+  int64_t MessageSize(int64_t index) const;
 
   // The first position of uniqueId in the unique-id list, -1 when absent.
   int64_t IndexOf(std::string_view uniqueId) {
@@ -151,7 +158,9 @@ class TKwMbox {
   void ReadParts(int64_t index);
   using TLineSink = std::function<void(bool inHeaders, std::string_view line)>;
   void CutMessage(int64_t index, const TLineSink& sink);
-  void CutLines(int64_t index, int64_t end, const TLineSink& sink);
+  bool CanCut(int64_t index);  // false with ErrorText when message index cannot be cut
+  int64_t MessageEnd(int64_t index) const;
+  friend class TKwMboxCutter;
   void PutLine(TStringList& lines, size_t& count, std::string_view line);
   void TrimLines(TStringList& lines, size_t count);
   void WriteMessageLine(std::string_view line);
@@ -178,3 +187,22 @@ class TKwMbox {
   std::unique_ptr<TStreamLineReader> FReader;
   const TMboxFamily FFamily;
 };
+
+// Cuts messages as TKwMbox::GetMessageText does, on a reader of its own (see NewCutter).
+// One thread at a time.
+class TKwMboxCutter {
+ public:
+  ~TKwMboxCutter();
+  // A problem goes to error, as GetMessageText puts it in ErrorText.
+  std::string MessageText(int64_t index, size_t& headerLength, std::string& error);
+
+ private:
+  friend class TKwMbox;
+  explicit TKwMboxCutter(const TKwMbox& mbox);
+  const std::vector<int64_t>& FOffsets;
+  const TMboxFamily FFamily;
+  const int64_t FSize;
+  std::unique_ptr<TKwSeekStream> FStream;
+  std::unique_ptr<TStreamLineReader> FReader;
+};
+

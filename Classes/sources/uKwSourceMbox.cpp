@@ -2,13 +2,63 @@
 
 #include <charconv>
 #include <filesystem>
+#include <mutex>
 #include <unordered_map>
+#include <vector>
+
+#include <fmt/format.h>
 
 #include "uKwActionLog.h"
 #include "uKwDateTime.h"
 #include "uKwMailMessage.h"
 #include "uKwMbox.h"
 #include "uKwMessagePrefetch.h"
+
+namespace {
+
+// Cutters for the decoding workers, so that messages are cut out of the file beside the
+// run loop instead of on it; each cutter serves one thread at a time.
+class TCutterPool {
+ public:
+  explicit TCutterPool(const TKwMbox& mbox) : FMbox(mbox) {
+    if (std::unique_ptr<TKwMboxCutter> first = mbox.NewCutter()) FIdle.push_back(std::move(first));
+    FWorks = !FIdle.empty();
+  }
+  // False when the file cannot be opened again: the loop then cuts the messages itself.
+  bool Works() const { return FWorks; }
+
+  std::string MessageText(int64_t index, size_t& headerLength, std::string& error) {
+    std::unique_ptr<TKwMboxCutter> cutter = Take();
+    if (!cutter) {
+      error = fmt::format("Message {} cannot be read: the mailbox file cannot be opened again", index + 1);
+      return {};
+    }
+    std::string text = cutter->MessageText(index, headerLength, error);
+    std::lock_guard lock(FMutex);
+    FIdle.push_back(std::move(cutter));
+    return text;
+  }
+
+ private:
+  std::unique_ptr<TKwMboxCutter> Take() {
+    {
+      std::lock_guard lock(FMutex);
+      if (!FIdle.empty()) {
+        std::unique_ptr<TKwMboxCutter> cutter = std::move(FIdle.back());
+        FIdle.pop_back();
+        return cutter;
+      }
+    }
+    return FMbox.NewCutter();
+  }
+
+  const TKwMbox& FMbox;
+  std::mutex FMutex;
+  std::vector<std::unique_ptr<TKwMboxCutter>> FIdle;
+  bool FWorks = false;
+};
+
+}  // namespace
 
 TKwSourceMailMbox::TKwSourceMailMbox() : FMbox(std::make_unique<TKwMbox>(mbfMboxrd)) {}
 
@@ -52,6 +102,7 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
   const int64_t count = FMbox->Count();
   const auto total = static_cast<int32_t>(count);
 
+  TCutterPool cutters(*FMbox);  // outlives the workers that use it
   TKwMessagePrefetcher prefetcher(*FMessage);
   FPrefetcher = &prefetcher;
   // A target's exception leaves through here; nothing may point at the prefetcher then.
@@ -67,6 +118,13 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
         break;
       }
       if (!IsItemSelected(number, total)) continue;
+      if (cutters.Works()) {
+        prefetcher.SubmitCut(nextToSubmit, FMbox->MessageSize(nextToSubmit),
+                             [&cutters, index = nextToSubmit](size_t& headerLength, std::string& error) {
+                               return cutters.MessageText(index, headerLength, error);
+                             });
+        continue;
+      }
       size_t headerLength = 0;
       std::string text = FMbox->GetMessageText(nextToSubmit, headerLength);
       if (std::string cut = FMbox->TakeErrorText(); !cut.empty())
@@ -80,6 +138,9 @@ void TKwSourceMailMbox::ProcessMailFolder(TKwFolderNode& folder) {
     const int64_t i = number - 1;
     submitAhead();
     TKwPrefetchedItem fetched = prefetcher.TakeNext();
+    if (!fetched.CutError.empty())
+      Log->AddErrorFull(fetched.CutError, "Reading message " + std::to_string(number), "", info.GetFolderName(), "", "",
+                        0);
     FCurrentMessage = i;
     FDecoded = std::move(fetched.Message);
     FLoadedCurrent = false;
@@ -116,7 +177,10 @@ void TKwSourceMailMbox::RecycleMessage(std::unique_ptr<TKwMailMessage> message) 
 bool TKwSourceMailMbox::DoLoadMailItem(const TKwMailItem&, TKwMailMessage& message) {
   FLoadedCurrent = true;
   size_t headerLength = 0;
-  return FCurrentMessage >= 0 && message.LoadMIMEFromString(FMbox->GetMessageText(FCurrentMessage, headerLength));
+  const bool loaded =
+      FCurrentMessage >= 0 && message.LoadMIMEFromString(FMbox->GetMessageText(FCurrentMessage, headerLength));
+  FMbox->TakeErrorText();  // the same cut was reported when the message was submitted
+  return loaded;
 }
 
 bool TKwSourceMailMbox::DownloadMessage(const std::string& id, TKwMailMessage& message) {
