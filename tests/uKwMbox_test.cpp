@@ -249,10 +249,6 @@ TEST(TKwMboxTest, AHeaderBlockWithoutBlankLineShiftsTheIdList) {
   EXPECT_EQ(mbox->UniqueIds().Items(0), second.GetUniqueId()) << "message 1's id sits at index 0";
 }
 
-TEST(TKwMboxTest, StripsOneLevelOfFromQuoting) {
-  auto mbox = Open("From a\nX: 1\n\n>From one\n>>From two\n> From three\nFrom: no separator\n");
-  EXPECT_EQ(mbox->GetBody(0), (Lines{"From one", ">>From two", "> From three", "From: no separator"}));
-}
 
 TEST(TKwMboxTest, EudoraIndexingSkipsOneLineAndCuttingDropsTwoSeparators) {
   const std::string data =
@@ -265,7 +261,9 @@ TEST(TKwMboxTest, EudoraIndexingSkipsOneLineAndCuttingDropsTwoSeparators) {
   EXPECT_EQ(mbox->GetHeader(1), Lines{"Subject: b"}) << "the line after one separator is kept";
 }
 
-TEST(TKwMboxTest, TheLastMessageEndsAtTheEndOfTheFileWithOrWithoutLineBreak) {
+TEST(TKwMboxTest, BodiesLoseOneLevelOfFromQuotingAndEndWithTheFile) {
+  auto mbox = Open("From a\nX: 1\n\n>From one\n>>From two\n> From three\nFrom: no separator\n");
+  EXPECT_EQ(mbox->GetBody(0), (Lines{"From one", ">>From two", "> From three", "From: no separator"}));
   EXPECT_EQ(Open("From a\nX: 1\n\nlast line")->GetBody(0), Lines{"last line"});
   EXPECT_EQ(Open("From a\nX: 1\n\nlast line\n")->GetBody(0), Lines{"last line"});
 }
