@@ -47,8 +47,18 @@ void CheckFamily(std::string_view data, TMboxFamily family, size_t chunkSize) {
   for (int64_t i = 0; i < ids.Count(); ++i) Require(ids.Items(i) == reference.Ids[static_cast<size_t>(i)]);
   size_t cutBytes = 0;
   for (int64_t i = mbox.Count() - 1; i >= 0; --i) {
-    for (const std::string& line : mbox.GetHeader(i)) cutBytes += line.size();
-    for (const std::string& line : mbox.GetBody(i)) cutBytes += line.size();
+    size_t bytes = 0;
+    const size_t headerLines = mbox.GetHeader(i).size();
+    const size_t bodyLines = mbox.GetBody(i).size();
+    for (const std::string& line : mbox.GetHeader(i)) bytes += line.size();
+    for (const std::string& line : mbox.GetBody(i)) bytes += line.size();
+    cutBytes += bytes;
+    // The one-piece text holds the same lines: a CR LF after each header line, one
+    // between headers and body, and one between body lines.
+    size_t headerLength = 0;
+    const std::string text = mbox.GetMessageText(i, headerLength);
+    Require(text.size() == bytes + 2 * headerLines + 2 + 2 * (bodyLines > 0 ? bodyLines - 1 : 0));
+    Require(headerLength <= text.size());
   }
   Require(cutBytes <= data.size());
   Require(mbox.GetBody(mbox.Count()).empty());
