@@ -88,9 +88,7 @@ TEST(TKwMessageNameHashTest, HashesAreTakenOverUtf16LittleEndianBytes) {
     EXPECT_EQ(MD5String(c.Text), c.Md5);
     EXPECT_EQ(MessageIDHash(c.Text), c.ElfHash);
   }
-}
-
-TEST(TKwMessageNameHashTest, Crc32StringWritesTheIntegerLeastSignificantByteFirst) {
+  // The string form writes the integer least significant byte first.
   EXPECT_EQ(CRC32Int("john@example.com"), 0xEAAA3A3Au);
   EXPECT_EQ(CRC32Int("123456789"), 2727405687u);  // zlib.crc32 of the UTF-16LE bytes
   std::string longText;
